@@ -25,8 +25,8 @@ inline constexpr int prefixes_on_numbers = 4;
 /// A number with a physical dimension that is known only at run time, such as the unit of a stack axis.
 ///
 /// The dimension is nine rational exponents, in the order metre, kilogram, second, ampere, kelvin, mole,
-/// candela, radian, steradian; angles count, so a radian is not dimensionless. A failed parse and an operation
-/// on incompatible values give an invalid value; nothing here throws on bad data.
+/// candela, radian, steradian; angles count, so a radian is not dimensionless. A failed parse and an
+/// operation on incompatible values give an invalid value; nothing here throws on bad data.
 ///
 /// Threads: a plain value; each object belongs to one thread at a time.
 class VEXA_API RuntimeValue {
