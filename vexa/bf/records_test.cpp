@@ -29,13 +29,13 @@ std::string zeros(std::size_t n) { return std::string(n, '\0'); }
 
 std::string literal_unit(std::string const& exponents, double factor) { return exponents + bytes(factor); }
 
-std::string const no_unit =
-    literal_unit([] {
+std::string const no_unit = literal_unit(
+    [] {
         std::string pairs;
         for (int i = 0; i < 9; ++i) pairs += bytes(std::int32_t{0}) + bytes(std::int32_t{1});
         return pairs;
     }(),
-                 1.0);
+    1.0);
 
 TEST(FileHeader, EncodesToTheseBytes) {
     FileHeader const header{.first_stack_position = 0x1122334455667788, .description_length = 5};
@@ -181,9 +181,9 @@ TEST(StackFooter, EncodesToTheseBytes) {
     std::string const one = bytes(std::uint32_t{1});
 
     std::string expected = bytes(std::uint32_t{1528});
-    expected += one + zeros(56);          // column positions
-    expected += zeros(56) + one;          // column labels
-    expected += bytes(std::uint32_t{3});  // obsolete text
+    expected += one + zeros(56);         // column positions
+    expected += zeros(56) + one;         // column labels
+    expected += bytes(std::uint32_t{3}); // obsolete text
     std::string data_unit = no_unit;
     data_unit.replace(8, 4, bytes(std::int32_t{2})).replace(72, 8, bytes(0.5));
     expected += data_unit;
