@@ -9,14 +9,14 @@
 namespace Vexa::bf {
 
 /// Where a stack is on its way to the disk, see StackInterface::io_status(). No stack goes back.
-namespace io_status {
+namespace stack_status {
 inline constexpr int unread = -1;            ///< made for reading, header not yet read
 inline constexpr int complete = 0;           ///< footer on disk; the samples can be read
 inline constexpr int uncommitted = 1;        ///< nothing on disk; settings can still change
 inline constexpr int writing = 2;            ///< ordinary sequential writing
 inline constexpr int reserved = 3;           ///< writing into room that reserve() set aside
 inline constexpr int chunk_wise_writing = 4; ///< writing with WriteModeFlags::chunk_wise
-} // namespace io_status
+} // namespace stack_status
 
 /// A stack in a file: its description, and the traffic of its samples.
 ///
@@ -138,7 +138,7 @@ public:
     /// \param size 0 for no blocks, all ones for a choice between 64 and 256 KiB that fits the shape
     /// \throws std::runtime_error "Flush block size can only be set before starting to write."
     virtual void set_flush_block_size(unsigned long size) = 0;
-    /// One of the values in Vexa::bf::io_status.
+    /// One of the values in Vexa::bf::stack_status.
     virtual int io_status() = 0;
 };
 

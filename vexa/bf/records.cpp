@@ -140,13 +140,16 @@ StackFooter StackFooter::decode(Bytes const& block) {
     return footer;
 }
 
-void StackFooter::check() const {
+void StackFooter::check_size(std::uint32_t footer_size) {
     if (footer_size < FooterLayout::footer_size.end())
         throw std::runtime_error(fmt::format("Invalid footer size {}.", footer_size));
-    if (required_reader_version > reader_version && required_reader_version != 0xFFFFFFFF)
-        throw std::runtime_error(
-            fmt::format("Cannot read stack with file format reader version {}. Need >= {}.", reader_version,
-                        required_reader_version));
+}
+
+void StackFooter::check_reader_version() const {
+    if (required_reader_version <= reader_version || required_reader_version == 0xFFFFFFFF) return;
+    throw std::runtime_error(
+        fmt::format("Cannot read stack with file format reader version {}. Need >= {}.", reader_version,
+                    required_reader_version));
 }
 
 } // namespace Vexa::bf
