@@ -6,9 +6,9 @@
 
 #include <vexa/foundation/export.h>
 
-/// Conversions between narrow text, which is UTF-8, and wide text. Every sequence of bytes survives the way to
-/// wide text and back, well-formed UTF-8 or not: a byte that is no part of a well-formed sequence becomes one
-/// wide character of its own, 0xDC00 + byte, which no well-formed sequence yields. Safe from any thread.
+/// Conversions between narrow text, which is UTF-8, and wide text. Every sequence of bytes survives the way
+/// to wide text and back, well-formed UTF-8 or not: a byte that is no part of a well-formed sequence becomes
+/// one wide character of its own, 0xDC00 + byte, which no well-formed sequence yields. Safe from any thread.
 namespace vx::strings {
 
 VEXA_API std::string to_utf8(std::wstring_view text);
