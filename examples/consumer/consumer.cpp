@@ -1,6 +1,7 @@
 // What an application that links the installed library does: write a stack, read it back, use each of the
 // value models once. Exits with 1 when something is not as written.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -18,7 +19,7 @@ std::vector<std::uint16_t> make_samples(std::size_t count) {
 }
 
 void write_file(char const* path, std::vector<std::uint16_t> const& samples) {
-    auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::create);
+    auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::Mode::create);
     auto const stack = file->add_stack(Vexa::types::uint16, {8, 4, 3}, false);
     stack->set_name("ramp");
     stack->set_tag("origin", JSON::parse(R"({"made by" : "consumer"})"));
@@ -27,7 +28,7 @@ void write_file(char const* path, std::vector<std::uint16_t> const& samples) {
 }
 
 bool read_file(char const* path, std::vector<std::uint16_t> const& samples) {
-    auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::read_only);
+    auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::Mode::read);
     auto const stack = file->get_stack(0);
     std::vector<double> values(stack->number_of_elements());
     stack->read(Vexa::types::double_, values.data(), nullptr);
@@ -38,7 +39,8 @@ bool use_values() {
     VProp tree;
     tree["laser.power"].set<double>() = 0.5;
     Vexa::units::RuntimeValue speed;
-    return speed.set_value("mm/s", 2.0) && vexa_dt_from_name("uint16") == Vexa::types::uint16;
+    speed.set_value("mm/s", 2.0);
+    return speed.valid && vexa_dt_from_name("uint16") == Vexa::types::uint16;
 }
 
 } // namespace
