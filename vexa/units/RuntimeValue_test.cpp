@@ -134,7 +134,8 @@ TEST(RuntimeValueArithmetic, MultipliesAndDividesDimensions) {
     value *= RuntimeValue("4 s");
     EXPECT_EQ(value.value, 12.0);
     EXPECT_TRUE(value.is_compatible(m));
-    value /= value;
+    RuntimeValue const& itself = value;
+    value /= itself;
     EXPECT_TRUE(value.is_dimensionless());
     EXPECT_EQ(value.value, 1.0);
 }
