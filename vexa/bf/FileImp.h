@@ -105,6 +105,7 @@ private:
     void read_tag_locations();
     void close_imp(bool truncate);
     void end_stacks(bool truncate);
+    void pad(StackImp& stack);
     void end_writing(bool truncate);
     void write_metadata();
 
