@@ -22,6 +22,11 @@ struct Doubles {
     __m256d low, high;
 };
 
+/// Integers made of doubles, which packing takes as they are.
+struct Halves {
+    __m128i low, high;
+};
+
 inline __m256i load(unsigned char const* from) {
     return _mm256_loadu_si256(reinterpret_cast<__m256i const*>(from));
 }
@@ -108,12 +113,10 @@ auto gather(unsigned char const* from) {
         return gather_32<Stride>(from);
 }
 
-inline __m256i join(__m128i low, __m128i high) { return _mm256_set_m128i(high, low); }
-
 inline __m256i to_integers(__m256i value) { return value; }
 inline __m256i to_integers(__m256 value) { return _mm256_cvttps_epi32(value); }
-inline __m256i to_integers(Doubles value) {
-    return join(_mm256_cvttpd_epi32(value.low), _mm256_cvttpd_epi32(value.high));
+inline Halves to_integers(Doubles value) {
+    return {_mm256_cvttpd_epi32(value.low), _mm256_cvttpd_epi32(value.high)};
 }
 
 inline Doubles to_doubles(__m256i value) {
@@ -131,11 +134,26 @@ inline __m256 to_singles(Doubles value) {
     return _mm256_set_m128(_mm256_cvtpd_ps(value.high), _mm256_cvtpd_ps(value.low));
 }
 
-/// Lanes of unsigned 32-bit integers, moved into the signed range and back. Exact as doubles.
+// Unsigned 32-bit integers become reals by way of the mantissa: their bits under a suitable exponent are the
+// value plus a constant, which is taken off again. There is one rounding, in the last addition.
+
+inline __m256d unsigned_to_doubles(__m128i value) {
+    __m256i const exponent = _mm256_castpd_si256(_mm256_set1_pd(0x1p52));
+    __m256i const bits = _mm256_or_si256(_mm256_cvtepu32_epi64(value), exponent);
+    return _mm256_sub_pd(_mm256_castsi256_pd(bits), _mm256_set1_pd(0x1p52));
+}
 inline Doubles unsigned_to_doubles(__m256i value) {
-    Doubles const moved = to_doubles(_mm256_xor_si256(value, _mm256_set1_epi32(INT32_MIN)));
-    __m256d const back = _mm256_set1_pd(0x1p31);
-    return {_mm256_add_pd(moved.low, back), _mm256_add_pd(moved.high, back)};
+    return {unsigned_to_doubles(_mm256_castsi256_si128(value)),
+            unsigned_to_doubles(_mm256_extracti128_si256(value, 1))};
+}
+
+inline __m256 unsigned_to_singles(__m256i value) {
+    __m256i const low_exponent = _mm256_castps_si256(_mm256_set1_ps(0x1p23f));
+    __m256i const high_exponent = _mm256_castps_si256(_mm256_set1_ps(0x1p39f));
+    __m256i const low = _mm256_blend_epi16(value, low_exponent, 0xAA);
+    __m256i const high = _mm256_blend_epi16(_mm256_srli_epi32(value, 16), high_exponent, 0xAA);
+    __m256 const exact = _mm256_sub_ps(_mm256_castsi256_ps(high), _mm256_set1_ps(0x1p39f + 0x1p23f));
+    return _mm256_add_ps(exact, _mm256_castsi256_ps(low));
 }
 
 template <typename To, typename From, typename Lanes>
@@ -148,7 +166,7 @@ auto cast(Lanes value) {
     else if constexpr (std::is_same_v<To, double>)
         return to_doubles(value);
     else if constexpr (large_unsigned)
-        return to_singles(unsigned_to_doubles(value));
+        return unsigned_to_singles(value);
     else
         return to_singles(value);
 }
@@ -170,11 +188,32 @@ void store_all(unsigned char* to, __m256i a, __m256i b) {
     }
     __m256i const mask = _mm256_set1_epi32(sizeof(To) == 1 ? 0xFF : 0xFFFF);
     __m256i const mixed = _mm256_packus_epi32(_mm256_and_si256(a, mask), _mm256_and_si256(b, mask));
-    __m256i const words = _mm256_permute4x64_epi64(mixed, 0xD8);
-    if constexpr (sizeof(To) == 2)
-        store(to, words);
-    else
-        store_half(to, _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
+    if constexpr (sizeof(To) == 2) {
+        store(to, _mm256_permute4x64_epi64(mixed, 0xD8));
+    } else {
+        __m256i const bytes = _mm256_packus_epi16(mixed, mixed);
+        __m256i const order = _mm256_setr_epi32(0, 4, 1, 5, 0, 4, 1, 5);
+        store_half(to, _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(bytes, order)));
+    }
+}
+template <typename To>
+void store_all(unsigned char* to, Halves a, Halves b) {
+    if constexpr (sizeof(To) == 4) {
+        store_half(to, a.low);
+        store_half(to + 16, a.high);
+        store_half(to + 32, b.low);
+        store_half(to + 48, b.high);
+        return;
+    }
+    __m128i const mask = _mm_set1_epi32(sizeof(To) == 1 ? 0xFF : 0xFFFF);
+    __m128i const first = _mm_packus_epi32(_mm_and_si128(a.low, mask), _mm_and_si128(a.high, mask));
+    __m128i const second = _mm_packus_epi32(_mm_and_si128(b.low, mask), _mm_and_si128(b.high, mask));
+    if constexpr (sizeof(To) == 2) {
+        store_half(to, first);
+        store_half(to + 16, second);
+    } else {
+        store_half(to, _mm_packus_epi16(first, second));
+    }
 }
 template <typename To>
 void store_all(unsigned char* to, __m256 a, __m256 b) {
