@@ -31,6 +31,7 @@ public:
 private:
     struct create_new {};
     explicit Shared_Memory_Object(create_new);
+    void allocate(std::size_t size);
 
     bool owner_ = false; ///< created the object, and removes its name at the end
 };
@@ -76,8 +77,8 @@ public:
     char const* data() const;
     bool is_shared() const;
     /// Move the bytes into a new shared memory object, unless they are in one. Pointers from data() end here.
-    /// \return the name that opens it, with a leading "/"; valid as long as this object
-    /// \throws boost::interprocess::interprocess_exception, and everything stays as it was
+    /// \return the name that opens it, which the system keeps with a "/" in front; valid as long as this
+    /// object \throws boost::interprocess::interprocess_exception, and everything stays as it was
     char const* share();
 
 private:
