@@ -60,14 +60,15 @@ VEXA_API std::shared_ptr<arrays::StackInterface> create_stack(arrays::StackInfoI
 /// A copy of a stack in another type: the description, and with \p copy_data the samples.
 /// \param type 0 takes the type of \p source
 /// \param copy_data false leaves the samples zero
-/// \throws std::runtime_error "Invalid on-the-fly conversion from '{}' to '{}'." with the names of the types,
-/// if samples of one cannot become samples of the other \throws std::runtime_error "Cannot copy samples: The
-/// region lies outside the stack." if the block of the source is smaller than its shape says
+/// \throws std::runtime_error "Invalid on-the-fly conversion from '{}' to '{}'." with the names of the
+/// types, if samples of one cannot become samples of the other
+/// \throws std::runtime_error "Cannot copy samples: The region lies outside the stack." if the block of
+/// the source is smaller than its shape says
 VEXA_API std::shared_ptr<arrays::StackInterface> create_stack(arrays::StackInterface const& source, int type,
                                                               bool copy_data);
-/// A stack of the size of a view, with what it shows in the axis order of the view. Of the description, the
-/// timestamp, the data units and the values of the axes come along. \throws as the form for stacks, and what
-/// StackInfoImp::initialize() throws
+/// A stack of the size of a view, with what it shows in the axis order of the view. Of the description,
+/// the timestamp, the data units and the values of the axes come along.
+/// \throws as the form for stacks, and what StackInfoImp::initialize() throws
 VEXA_API std::shared_ptr<arrays::StackInterface> create_stack(arrays::StackView const& view, int type,
                                                               bool copy_data);
 /// A stack of the region's full shape, which has at \p region what the view shows, and zeros elsewhere.
