@@ -94,7 +94,9 @@ public:
     /// \param min_exponent,max_exponent have no effect: a single unit brings its own limits, and a product of
     ///     units takes no prefix.
     /// \note Deliberate: in a product only the sign of a numerator tells a divisor, so the exponent 1/-2 is
-    /// printed like 1/2. The prefix "a" is printed, although no parser reads it.
+    /// printed like 1/2. Not every text reads back as the same value: BaseUnit::parse() does not know the
+    /// prefix "a", needs a blank before "E", takes the prefixed number "2m" for metres and raises the 5 of
+    /// "5 m^2" to the power as well.
     void format(std::string& value_text, std::string& unit_text, unsigned int digits, int flags,
                 int min_exponent, int max_exponent) const;
     /// Number and unit in one text, with one blank between them if `text_form` is set.
