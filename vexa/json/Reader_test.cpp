@@ -374,7 +374,6 @@ TEST(JsonReader, AnyDepthReadsAndWrites) {
 }
 
 TEST(JsonReader, ADeepTextThatFailsIsDestroyed) {
-    VEXA_EXPECT_THROWS(parse(std::string(1'000'000, '[')), std::runtime_error, incomplete);
-    VEXA_EXPECT_THROWS(parse(std::string(1'000'000, '[') + "}"), Reader::Unexpected,
-                       unexpected("}", "value"));
+    VEXA_EXPECT_THROWS(parse(std::string(300'000, '[')), std::runtime_error, incomplete);
+    VEXA_EXPECT_THROWS(parse(std::string(300'000, '[') + "}"), Reader::Unexpected, unexpected("}", "value"));
 }
