@@ -67,7 +67,8 @@ void add_contiguous(Table& table, Buffers& buffers, std::size_t from, std::size_
                        [&buffers, bytes] {
                            std::memcpy(buffers.target.data(), buffers.source.data(), bytes / 2);
                            Vexa::bench::keep(buffers.target);
-                       }});
+                       },
+                   .clock = Vexa::bench::Clock::thread});
 }
 
 void add_strided(Table& table, Buffers& buffers, std::size_t from, std::size_t to, std::size_t bytes,
@@ -88,7 +89,8 @@ void add_strided(Table& table, Buffers& buffers, std::size_t from, std::size_t t
              [&buffers, loop, count, ss, ds] {
                  loop(buffers.source.data(), ss, buffers.target.data(), ds, count);
                  Vexa::bench::keep(buffers.target);
-             }});
+             },
+         .clock = Vexa::bench::Clock::thread});
 }
 
 } // namespace
