@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include <malloc.h>
 #include <zlib.h>
 
 #include <bench/bench.h>
@@ -170,6 +171,7 @@ long status_value(std::string const& name) {
 }
 
 void report_memory(char const* name, std::function<void()> const& action) {
+    ::malloc_trim(0);
     std::ofstream("/proc/self/clear_refs") << "5"; // the peak starts afresh
     long const before = status_value("VmRSS:");
     action();
