@@ -25,6 +25,7 @@
 
 namespace {
 
+using Vexa::bench::Clock;
 using Vexa::bench::Table;
 using Vexa::bf::ChunkedSegment;
 using Vexa::bf::DiskFile;
@@ -218,7 +219,8 @@ int main(int argc, char** argv) {
     table.compare({.name = "write/level1/one thread:plain deflate",
                    .target = 0.95,
                    .candidate = [&] { write_section(ours, data, 1, one); },
-                   .baseline = [&] { plain_deflate(plain, data, 1); }});
+                   .baseline = [&] { plain_deflate(plain, data, 1); },
+                   .clock = Clock::thread});
     table.compare({.name = "write/level1/two threads:one thread",
                    .target = 1.85,
                    .candidate = [&] { write_section(ours, data, 1, two); },
@@ -226,12 +228,13 @@ int main(int argc, char** argv) {
     table.compare({.name = "write/level0:fwrite",
                    .target = 0.9,
                    .candidate = [&] { write_section(ours, data, 0, one); },
-                   .baseline = [&] { plain_write(plain, data); }});
-    table.compare(
-        {.name = "read/whole/one thread:plain inflate",
-         .target = 0.95,
-         .candidate = [&] { read_section(stored, section, out, one); },
-         .baseline = [&] { plain_inflate(stored, 0, section.size, false, out_plain.data(), size); }});
+                   .baseline = [&] { plain_write(plain, data); },
+                   .clock = Clock::thread});
+    table.compare({.name = "read/whole/one thread:plain inflate",
+                   .target = 0.95,
+                   .candidate = [&] { read_section(stored, section, out, one); },
+                   .baseline = [&] { plain_inflate(stored, 0, section.size, false, out_plain.data(), size); },
+                   .clock = Clock::thread});
     table.compare({.name = "read/whole/two threads:one thread",
                    .target = 1.85,
                    .candidate = [&] { read_section(stored, section, out, two); },
@@ -256,7 +259,8 @@ int main(int argc, char** argv) {
                                section.flush_positions[first + plane_size / block_size - 1];
                            plain_inflate(stored, from, to - from, true, out_plain.data(), plane_size);
                        },
-                   .before = next_plane});
+                   .before = next_plane,
+                   .clock = Clock::thread});
     int const result = table.run();
 
     report_memory("write with one thread", [&] { write_section(ours, data, 1, one); });

@@ -206,6 +206,19 @@ TEST(RegionPermute, OfAnOrderThatDoesNotNameEachAxisOnceFails) {
     EXPECT_EQ(Region(Sizes{}).permute({}), Region(Sizes{}));
 }
 
+TEST(Region, WhoseVectorsDoNotFitTogetherIsNeitherSlicedNorPermuted) {
+    std::vector<Region> broken(5, Region({4, 5}));
+    broken[0].strides.pop_back();
+    broken[1].axes.pop_back();
+    broken[2].axes[1] = 2;
+    broken[3].first.pop_back();
+    broken[4].step.clear();
+    for (Region const& region : broken) {
+        VEXA_EXPECT_THROWS(Region(region, Slice(2)), std::invalid_argument, "Invalid axis specified.");
+        VEXA_EXPECT_THROWS(region.permute({1, 0}), std::invalid_argument, "Invalid axis specified.");
+    }
+}
+
 TEST(RegionLiesWithin, IsTrueUpToItsLastSample) {
     EXPECT_TRUE(Region({4, 5}).lies_within(20));
     EXPECT_FALSE(Region({4, 5}).lies_within(19));

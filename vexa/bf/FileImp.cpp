@@ -156,10 +156,9 @@ void FileImp::end_writing(bool truncate) {
 void FileImp::write_pending_header() {
     if (!header_pending_) return;
     unsigned long const start = tell();
-    auto const block =
-        FileHeader{.format_version = format_version_,
-                   .description_length = static_cast<std::uint32_t>(description_.size())}
-            .encode();
+    auto const block = FileHeader{.format_version = format_version_,
+                                  .description_length = static_cast<std::uint32_t>(description_.size())}
+                           .encode();
     std::string bytes(reinterpret_cast<char const*>(block.data()), block.size());
     bytes += description_;
     metadata_link_position_ = start + bytes.size();

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -19,11 +21,29 @@ class ReadOnlyView;
 class RecordReader;
 struct StackFooter;
 
+/// What the file's bytes say of one stack beside its description. Positions are absolute, in bytes; 0 while nothing
+/// is on disk.
+struct StackRecord {
+    unsigned long stack_position = 0;
+    unsigned long data_start_position = 0;
+    unsigned long data_length = 0; ///< from the start of the section to the footer, with gaps
+    unsigned long end_of_stack_position = 0;
+    std::uint32_t stack_format_version = 0;
+    unsigned long samples_written = 0;
+    unsigned long flush_block_size = 0; ///< bytes of samples; 0 for none
+    std::vector<unsigned long> flush_positions;
+    std::vector<std::pair<unsigned long, unsigned long>> chunk_records;
+    int compression_type = 0;
+    int compression_level = 0;
+    bool data_less = false;
+    bool variable_size = false;
+};
+
 /// The stack in a file: its description, its record on disk, and the way of its samples through compression.
 ///
 /// Owns: buffers and zlib streams. Refers to the file weakly; each operation holds the file while it runs.
-/// Invariants: flush positions ascend; from write_header() on the description is locked. The destructor writes
-/// nothing: finishing a stack is the business of the file.
+/// Invariants: flush positions ascend; from write_header() on the description is locked. The destructor
+/// writes nothing: finishing a stack is the business of the file.
 class VEXA_API StackImp : public StackInterface, public Vexa::arrays::StackInfoImp {
 public:
     /// For writing, with the defaults of the file.
@@ -66,13 +86,15 @@ public:
     /// Change shape and rank, whether locked or not. New axes have the length 1.0.
     /// \throws std::invalid_argument "A stack in a file can have at most 15 axes."
     void set_shape(std::vector<unsigned long> const& shape);
-    /// Set the last axis to \p n samples of the length \p step each, whether locked or not: a stack of variable
-    /// size grows after its header is on disk.
+    /// Set the last axis to \p n samples of the length \p step each, whether locked or not: a stack of
+    /// variable size grows after its header is on disk.
     void set_variable_size(unsigned long n, double step);
 
     /// The file, which the caller holds while it works on it.
     /// \throws std::runtime_error "Cannot access File_Stack, file has been closed."
     std::shared_ptr<FileImp> file() const;
+    /// A copy of the record, for who looks into files. Works at any time and leaves the stream alone.
+    StackRecord record() const;
     /// Where the next stack can begin.
     unsigned long end_of_stack_position() const { return end_of_stack_position_; }
 
@@ -85,7 +107,8 @@ public:
     /// \throws std::runtime_error "Cannot set data layout." unless made for reading
     unsigned long read_header(FileImp* file);
     /// Write the footer where the file stands, and what became known since into the header.
-    /// \throws std::runtime_error "Trying to write beyond file segment boundary." when it does not fit into the
+    /// \throws std::runtime_error "Trying to write beyond file segment boundary." when it does not fit into
+    /// the
     ///         reserved room
     void write_footer(FileImp* file);
     void read_footer(FileImp* file);
@@ -106,13 +129,14 @@ private:
     struct Samples;
     struct Target;
 
-    void start_for_writing(bool data_less);
+    void start_uncommitted(bool data_less);
 
     unsigned long read_header(RecordReader& in);
     void read_footer(RecordReader& in);
     void read_footer_tail(RecordReader& in, StackFooter const& footer);
     void read_columns(RecordReader& in, StackFooter const& footer);
     StackFooter make_footer() const;
+    void complete_header(FileImp& file) const;
     std::string footer_tail(std::map<std::string, std::string> const& tags) const;
 
     void write_at_position(Samples samples, FileImp& file);
@@ -121,18 +145,18 @@ private:
     void open_section(FileImp& file);
     bool check_write(Samples const& samples, bool committing) const;
     void check_imaginary(Samples const& samples) const;
-    void write_samples(Samples samples, bool finish, FileImp& file);
-    void const* converted(Samples const& samples, unsigned long n);
+    void write_samples(Samples samples, bool last, FileImp& file);
+    void const* converted(Samples const& samples);
     void finish(FileImp& file);
     void close_section(FileImp& file);
     unsigned long planes(unsigned long samples) const;
     void check_reserve() const;
-    unsigned long reserved_end(unsigned long extra, FileImp const& file) const;
+    unsigned long room_after(unsigned long extra) const;
+    void move_behind_room(unsigned long room, FileImp& file);
 
     void check_read(Target const& target) const;
     void read_samples(Target target, unsigned long n, unsigned long pos, FileImp& file) const;
     void open_section_for_reading(FileImp& file) const;
-    void check_section(unsigned long length, int level, unsigned long total_bytes) const;
     int effective_level() const;
 
     std::weak_ptr<FileImp> file_;

@@ -89,6 +89,9 @@ public:
     /// variable sized." \throws std::runtime_error "Cannot reserve space: Stack was created as data less."
     /// \throws std::runtime_error "Cannot reserve space: The data type of the stack is not (yet) determined."
     /// \throws std::runtime_error "Invalid attempt to reserve space: Stack is written chunk wise."
+    /// \throws std::runtime_error "Cannot reserve space: Other data stand in the way." when the room would
+    /// reach
+    ///         into what was written behind this stack
     /// \throws std::runtime_error "The offset exceeds the maximum offset." for room no file can have
     virtual void reserve(unsigned long extra) = 0;
     /// The samples counted so far; for a stack that was read, those in the file.

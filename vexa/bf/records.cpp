@@ -147,9 +147,8 @@ void StackFooter::check_size(std::uint32_t footer_size) {
 
 void StackFooter::check_reader_version() const {
     if (required_reader_version <= reader_version || required_reader_version == 0xFFFFFFFF) return;
-    throw std::runtime_error(
-        fmt::format("Cannot read stack with file format reader version {}. Need >= {}.", reader_version,
-                    required_reader_version));
+    throw std::runtime_error(fmt::format("Cannot read stack with file format reader version {}. Need >= {}.",
+                                         reader_version, required_reader_version));
 }
 
 } // namespace Vexa::bf

@@ -232,6 +232,12 @@ TEST(RuntimeValueEquality, AllowsForADifferenceOfOneInABillion) {
     EXPECT_TRUE(RuntimeValue("1000 m") == RuntimeValue("1 km"));
 }
 
+TEST(RuntimeValueEquality, ComparesTheDifferenceWithBothNumbers) {
+    EXPECT_FALSE(RuntimeValue(1e9 + 1) == RuntimeValue(1e9));
+    EXPECT_FALSE(RuntimeValue(1e9) == RuntimeValue(1e9 + 1));
+    EXPECT_TRUE(RuntimeValue(1e9 + 2) == RuntimeValue(1e9 + 1));
+}
+
 TEST(RuntimeValueEquality, OfZeroHoldsForZeroOnly) {
     EXPECT_TRUE(RuntimeValue(0.0) == RuntimeValue(0.0));
     EXPECT_TRUE(RuntimeValue(0.0) == RuntimeValue(-0.0));
