@@ -1,10 +1,10 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <utility>
@@ -36,6 +36,10 @@ void keep(T const& value) {
     benchmark::ClobberMemory();
 }
 
+/// What a turn is measured by: the time of day, or the processor time of the calling thread, which other
+/// programs on a busy machine disturb less, and which sees neither waiting nor the work of other threads.
+enum class Clock { wall, thread };
+
 struct Comparison {
     std::string name;
     double target = 0; ///< the smallest ratio wanted; 0 only reports
@@ -45,30 +49,35 @@ struct Comparison {
     /// without it short calls are repeated until a turn lasts long enough to be measured. May be empty.
     Action before = {};
     double scale = 1; ///< multiplies the ratio: work of one candidate call over work of one baseline call
+    Clock clock = Clock::wall;
 };
 
 namespace detail {
 
-using Clock = std::chrono::steady_clock;
+inline double now(Clock clock) {
+    timespec time{};
+    clock_gettime(clock == Clock::wall ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
 
-inline double seconds_of(Action const& action, Action const& before, long calls) {
-    if (before) before();
-    auto const start = Clock::now();
+inline double seconds_of(Action const& action, Comparison const& comparison, long calls) {
+    if (comparison.before) comparison.before();
+    double const start = now(comparison.clock);
     for (long i = 0; i < calls; ++i) action();
-    return std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(calls);
+    return (now(comparison.clock) - start) / static_cast<double>(calls);
 }
 
 /// How many calls make a turn of some milliseconds. Also warms caches and page tables up.
-inline long calls_per_turn(Action const& action, Action const& before) {
+inline long calls_per_turn(Action const& action, Comparison const& comparison) {
     constexpr double shortest_turn = 2e-3;
     constexpr long most_calls = 1L << 24;
-    if (before) {
-        seconds_of(action, before, 1);
+    if (comparison.before) {
+        seconds_of(action, comparison, 1);
         return 1;
     }
     long calls = 1;
     while (calls < most_calls &&
-           seconds_of(action, before, calls) * static_cast<double>(calls) < shortest_turn)
+           seconds_of(action, comparison, calls) * static_cast<double>(calls) < shortest_turn)
         calls *= 2;
     return calls;
 }
@@ -95,17 +104,17 @@ inline std::string time_text(double seconds) {
 }
 
 inline void measure(benchmark::State& state, Comparison const& comparison) {
-    long const candidate_calls = calls_per_turn(comparison.candidate, comparison.before);
-    long const baseline_calls = calls_per_turn(comparison.baseline, comparison.before);
+    long const candidate_calls = calls_per_turn(comparison.candidate, comparison);
+    long const baseline_calls = calls_per_turn(comparison.baseline, comparison);
     std::vector<double> candidate, baseline, ratio;
     bool candidate_first = false;
     for (auto _ : state) {
         candidate_first = !candidate_first;
         if (candidate_first)
-            candidate.push_back(seconds_of(comparison.candidate, comparison.before, candidate_calls));
-        baseline.push_back(seconds_of(comparison.baseline, comparison.before, baseline_calls));
+            candidate.push_back(seconds_of(comparison.candidate, comparison, candidate_calls));
+        baseline.push_back(seconds_of(comparison.baseline, comparison, baseline_calls));
         if (!candidate_first)
-            candidate.push_back(seconds_of(comparison.candidate, comparison.before, candidate_calls));
+            candidate.push_back(seconds_of(comparison.candidate, comparison, candidate_calls));
         ratio.push_back(comparison.scale * baseline.back() / candidate.back());
         state.SetIterationTime(candidate.back());
     }

@@ -1,6 +1,10 @@
 #include <vexa/arrays/Array.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 
 #include <vexa/arrays/uuid_internal.h>
@@ -30,11 +34,25 @@ Shared_Memory_Object::Shared_Memory_Object(create_new)
 // The delegation comes first, so that the destructor removes the name if the object cannot get its size.
 Shared_Memory_Object::Shared_Memory_Object(std::size_t size) : Shared_Memory_Object(create_new{}) {
     // A new object has size 0, and allocating no bytes is an error of its own.
-    if (size != 0) truncate(static_cast<ipc::offset_t>(size));
+    if (size != 0) allocate(size);
 }
 
 Shared_Memory_Object::Shared_Memory_Object(std::string const& name)
     : shared_memory_object(ipc::open_only, name.c_str(), ipc::read_write) {}
+
+/// Reserve the memory rather than only set the size: a write to memory that the system cannot provide would
+/// end the process.
+void Shared_Memory_Object::allocate(std::size_t size) {
+    int const descriptor = get_mapping_handle().handle;
+    auto const length = static_cast<off_t>(size);
+    int error = EINTR;
+    while (error == EINTR) error = ::posix_fallocate(descriptor, 0, length);
+    if (error == EOPNOTSUPP) {
+        error = EINTR;
+        while (error == EINTR) error = ::ftruncate(descriptor, length) == 0 ? 0 : errno;
+    }
+    if (error != 0) throw ipc::interprocess_exception(ipc::error_info(error));
+}
 
 Shared_Memory_Object::~Shared_Memory_Object() {
     if (owner_) shared_memory_object::remove(get_name());

@@ -15,8 +15,8 @@ namespace Vexa {
 
 /// A named shared memory object of the system, opened for reading and writing.
 ///
-/// Owns: the descriptor, and if it created the object, the name: the object vanishes from the system with its
-/// creator. Processes that have opened it keep their memory.
+/// Owns: the descriptor, and if it created the object, the name: the object vanishes from the system with
+/// its creator. Processes that have opened it keep their memory.
 /// Failures: boost::interprocess::interprocess_exception with the text of the system's error.
 class VEXA_API Shared_Memory_Object : public boost::interprocess::shared_memory_object {
 public:
@@ -31,6 +31,7 @@ public:
 private:
     struct create_new {};
     explicit Shared_Memory_Object(create_new);
+    void allocate(std::size_t size);
 
     bool owner_ = false; ///< created the object, and removes its name at the end
 };
@@ -54,8 +55,8 @@ private:
 /// called.
 ///
 /// Owns: the bytes. An Array opened by name owns its view of them only: the name goes with the Array that
-/// made it. Threads: share() is safe against itself. data() and size() take no lock and must not run beside
-/// it.
+/// made it.
+/// Threads: share() is safe against itself. data() and size() take no lock and must not run beside it.
 class VEXA_API Array {
 public:
     /// \p size bytes, all zero.
@@ -75,8 +76,10 @@ public:
     char* data();
     char const* data() const;
     bool is_shared() const;
-    /// Move the bytes into a new shared memory object, unless they are in one. Pointers from data() end here.
-    /// \return the name that opens it, with a leading "/"; valid as long as this object
+    /// Move the bytes into a new shared memory object, unless they are in one. Pointers from data() end
+    /// here.
+    /// \return the name that opens it, which the system keeps with a "/" in front; valid as long as
+    /// this object
     /// \throws boost::interprocess::interprocess_exception, and everything stays as it was
     char const* share();
 

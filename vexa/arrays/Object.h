@@ -7,8 +7,8 @@
 
 namespace Vexa {
 
-/// Something that a program publishes under a generated identifier, for others in the process to find. Derive
-/// from it what is to be published.
+/// Something that a program publishes under a generated identifier, for others in the process to find.
+/// Derive from it what is to be published.
 class VEXA_API Object {
 public:
     Object(Object const&) = delete;
@@ -21,8 +21,8 @@ protected:
     Object();
 };
 
-/// Publish \p object under its id, up to the end of the process: nothing removes it. An object that is there
-/// under the same id stays. Safe from any thread.
+/// Publish \p object under its id, up to the end of the process: nothing removes it. An object that is
+/// there under the same id stays. Safe from any thread.
 /// \throws std::invalid_argument "Cannot register a null object."
 VEXA_API void register_object(std::shared_ptr<Object> object);
 

@@ -43,6 +43,14 @@ Selection select(Slice::Range const& range, std::size_t size) {
     return {low, 1 - steps};
 }
 
+/// The fields are open to everybody, so that they may not fit together.
+void throw_if_inconsistent(Region const& region) {
+    bool fits = region.strides.size() == region.shape.size() && region.axes.size() == region.shape.size();
+    for (std::size_t const axis : region.axes)
+        fits = fits && axis < region.first.size() && axis < region.step.size();
+    if (!fits) throw std::invalid_argument("Invalid axis specified.");
+}
+
 } // namespace
 
 Region::Region(std::vector<std::size_t> const& stack_shape)
@@ -57,6 +65,7 @@ Region::Region(std::vector<std::size_t> const& stack_shape)
 }
 
 Region::Region(Region const& source, Slice const& slice) : Region(source) {
+    throw_if_inconsistent(source);
     if (slice.ranges.size() != shape.size())
         throw std::runtime_error("Cannot create slice region: Slice ranks do not match.");
     for (std::size_t i = 0; i < shape.size(); ++i) {
@@ -72,6 +81,7 @@ Region::Region(Region const& source, Slice const& slice) : Region(source) {
 }
 
 Region Region::permute(std::vector<std::size_t> const& order) const {
+    throw_if_inconsistent(*this);
     std::vector<bool> named(shape.size(), false);
     bool valid = order.size() == shape.size();
     for (std::size_t i = 0; valid && i < order.size(); ++i) {

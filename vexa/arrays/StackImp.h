@@ -19,8 +19,8 @@ namespace arrays {
 /// A stack with its samples in memory: a description, a block of bytes, and listeners to changes of both.
 ///
 /// Axes: axis 0 varies fastest in the block, with no gaps.
-/// Threads: one at a time, but for what Array and callback::Generator allow. Who writes samples while another
-/// thread reads them takes care of that alone.
+/// Threads: one at a time, but for what Array and callback::Generator allow. Who writes samples while
+/// another thread reads them takes care of that alone.
 class VEXA_API StackInterface : public virtual StackInfoInterface {
 public:
     using Data_Changed = std::function<Ignore_Result(StackInterface*, Slice const&)>;
@@ -49,9 +49,10 @@ public:
 
 /// Make the block for the samples of a stack, all zero.
 /// \throws std::runtime_error "Unknown type of elements." for samples of a type without a size; an empty
-/// stack may have any type \throws std::runtime_error "Invalid stack size: Larger than the addressable
-/// memory." \throws std::runtime_error "Out of memory." \throws std::length_error "cannot create std::vector
-/// larger than max_size()" from 2^63 bytes on
+/// stack may have any type
+/// \throws std::runtime_error "Invalid stack size: Larger than the addressable memory."
+/// \throws std::runtime_error "Out of memory."
+/// \throws std::length_error "cannot create std::vector larger than max_size()" from 2^63 bytes on
 VEXA_API std::shared_ptr<Array> allocate_data(StackInfoInterface const& info);
 
 /// The memory stack.

@@ -27,36 +27,42 @@ VEXA_API std::size_t get_product(std::vector<std::size_t> const& shape);
 /// Owns: all of its values. Invariants: every per-axis vector has one entry per axis.
 /// Threads: one at a time; safe_tags() alone may be used by several.
 ///
-/// For derived stacks: the fields are protected, and writing them passes the lock and reports nothing. This
-/// is how a file fills a description and how a stack in a file locks it (`locked_`). set_shape() and
+/// For derived stacks: the fields are protected, and writing them passes the lock and reports nothing.
+/// This is how a file fills a description and how a stack in a file locks it (`locked_`). set_shape() and
 /// set_last_axis() change the shape and keep the invariants.
 class VEXA_API StackInfoImp : public virtual StackInfoInterface {
 public:
-    /// Each axis starts with its number of samples as length, the offset -0.5, evenly spaced, without label
-    /// and unit. \throws std::runtime_error "The product exceeds the maximum size."
+    /// Each axis starts with its number of samples as length, the offset -0.5, evenly spaced, without
+    /// label and unit.
+    /// \throws std::runtime_error "The product exceeds the maximum size."
     StackInfoImp(int type, std::vector<std::size_t> const& shape);
     /// Copy a description, tags included, safe_tags() and the lock not.
     /// \param type the type of the copy; 0 takes the source's.
     StackInfoImp(StackInfoInterface const& source, int type);
     /// Describe what \p region shows of \p source, in the region's full shape.
     /// \param type 0 takes the source's.
-    /// \throws what initialize() throws: the region has to cover its full shape.
+    /// \throws what initialize() throws: the region has to be as large as its full shape.
     StackInfoImp(StackInfoInterface const& source, Region const& region, int type);
-    /// Describe the stack that \p source_region of \p source is to be copied into, at \p destination_region.
-    /// The shape is the full shape of the destination region. \param type 0 takes the source's. \throws what
-    /// initialize() throws.
+    /// Describe the stack that \p source_region of \p source is to be copied into, at \p
+    /// destination_region. The shape is the full shape of the destination region.
+    /// \param type 0 takes the source's.
+    /// \throws what initialize() throws.
     StackInfoImp(StackInfoInterface const& source, Region const& source_region,
                  Region const& destination_region, int type);
     StackInfoImp(StackInfoImp&& other);
     StackInfoImp& operator=(StackInfoImp&&) = delete;
     ~StackInfoImp() override;
 
-    /// Take the timestamp, data units and per-axis values of a region of \p source: columns and offsets move,
-    /// lengths shrink or grow with what the region covers. Name, description, tags and type are not touched.
+    /// Take the timestamp, data units and per-axis values of a region of \p source: columns and offsets
+    /// move, lengths shrink or grow with what the region covers. Name, description, tags and type are not
+    /// touched.
     /// \param destination_region what part of this stack is described; null for all of it.
+    /// \note Deliberate: the offset of an axis that starts inside a permuted destination region is moved by
+    /// the pixel size that this stack has on the axis numbered as the source's.
     /// \throws std::runtime_error "Cannot transform meta-data: Source and destination slice shapes do not
-    /// match." \throws std::invalid_argument "Invalid axis specified." or "Invalid pixel position." for a
-    /// region that does not lie in its stack.
+    /// match."
+    /// \throws std::invalid_argument "Invalid axis specified." or "Invalid pixel position." for a region
+    /// that does not lie in its stack.
     void initialize(StackInfoInterface const& source, Region const& source_region,
                     Region const* destination_region);
 
@@ -106,8 +112,8 @@ public:
     void end_defer_info_update_signals(bool ignored) override;
     SafeTags& safe_tags() override;
 
-    /// Tell the listeners what changed. Does nothing here; a stack with listeners overrides it. An exception
-    /// passes through the setter, whose change stands.
+    /// Tell the listeners what changed. Does nothing here; a stack with listeners overrides it. An
+    /// exception passes through the setter, whose change stands.
     virtual void signal_info_changed(unsigned int mask);
 
     /// \throws std::invalid_argument "Invalid axis specified."
@@ -118,12 +124,12 @@ public:
     void on_info_changed(unsigned int mask);
 
 protected:
-    /// Change shape and rank, whether locked or not, without a report. Axes that stay keep their values; a
-    /// new axis has the length 1.0 and else starts as in a new description. \throws std::runtime_error "The
-    /// product exceeds the maximum size.", with nothing changed.
+    /// Change shape and rank, whether locked or not, without a report. Axes that stay keep their values;
+    /// a new axis has the length 1.0 and else starts as in a new description.
+    /// \throws std::runtime_error "The product exceeds the maximum size.", with nothing changed.
     void set_shape(std::vector<std::size_t> const& shape);
-    /// Change the size and the length of the last axis, whether locked or not: a stack of variable size grows
-    /// after its description was locked. Reports 0x1 for a new length. Does nothing at rank 0.
+    /// Change the size and the length of the last axis, whether locked or not: a stack of variable size
+    /// grows after its description was locked. Reports 0x1 for a new length. Does nothing at rank 0.
     /// \throws std::runtime_error "The product exceeds the maximum size.", with nothing changed.
     void set_last_axis(std::size_t size, double length);
 

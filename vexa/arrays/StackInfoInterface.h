@@ -52,12 +52,13 @@ public:
     virtual std::vector<std::string> const& col_labels(std::size_t axis) const = 0;
     /// The positions of the columns, which are generated and stored at the first call for an equidistant
     /// axis: from then on they stay as they are, whatever becomes of length and offset. Empty for an axis
-    /// that is not equidistant and has none of the right number. \note Deliberate: offset() is the centre of
-    /// the axis here, and its lower edge in col_position().
+    /// that is not equidistant and has none of the right number.
+    /// \note Deliberate: offset() is the centre of the axis here, and its lower edge in col_position().
     virtual std::vector<double> const& col_positions(std::size_t axis) const = 0;
-    /// The position of one column: (length / n) * (index + 0.5) + offset, or the stored one on an axis that
-    /// is not equidistant. \throws std::invalid_argument "Invalid pixel position." for an index that is not
-    /// below the axis' size, and where an axis that is not equidistant stores no position for it.
+    /// The position of one column: (length / n) * (index + 0.5) + offset, or the stored one on an axis
+    /// that is not equidistant.
+    /// \throws std::invalid_argument "Invalid pixel position." for an index that is not below the axis'
+    /// size, and where an axis that is not equidistant stores no position for it.
     virtual double col_position(std::size_t axis, std::size_t index) const = 0;
     /// One pair per column of the axis, or empty. Stored pairs of another number are cleared.
     virtual std::vector<std::pair<double, double>> const& xy_col_positions(std::size_t axis) const = 0;
@@ -67,9 +68,9 @@ public:
     virtual double length(std::size_t axis) const = 0;
     virtual double offset(std::size_t axis) const = 0;
     virtual std::string const& label(std::size_t axis) const = 0;
-    /// The unit of the axis. A dimensionless unit is replaced, in the stored value and without a report, by
-    /// what the last letter of the label says: metres for X, Y and Z, scaled by 1e-6 when the length is
-    /// greater than 0.01, and seconds for T.
+    /// The unit of the axis. A dimensionless unit is replaced, in the stored value and without a report,
+    /// by what the last letter of the label says: metres for X, Y and Z, scaled by 1e-6 when the length
+    /// is greater than 0.01, and seconds for T.
     virtual Vexa::units::RuntimeValue const& units(std::size_t axis) const = 0;
     /// The unit of the samples.
     virtual Vexa::units::RuntimeValue const& data_units() const = 0;
@@ -81,10 +82,10 @@ public:
 
 /// The description of a stack, for reading and changing.
 ///
-/// Reports: a setter that changes something reports a mask of what to the stack's listeners; one that finds
-/// the value as it should be does nothing. All checks come before the change. Failures: every setter throws
-/// std::runtime_error "Cannot set values: Object locked." once the description is locked, as it is when it
-/// stands in a file; tags stay free to change.
+/// Reports: a setter that changes something reports a mask of what to the stack's listeners; one that
+/// finds the value as it should be does nothing. All checks come before the change.
+/// Failures: every setter throws std::runtime_error "Cannot set values: Object locked." once the
+/// description is locked, as it is when it stands in a file; tags stay free to change.
 class VEXA_API StackInfoInterface : public GetStackInfoInterface {
 public:
     ~StackInfoInterface() override;
@@ -97,8 +98,8 @@ public:
     virtual void set_timestamp(Timestamp timestamp) = 0;
     /// Take the current time. Reports 0x40.
     virtual void set_timestamp() = 0;
-    /// Set the first min(rank, lengths.size()) lengths; the others stay. Reports 0x1, once. NaN always counts
-    /// as a change.
+    /// Set the first min(rank, lengths.size()) lengths; the others stay. Reports 0x1, once. NaN always
+    /// counts as a change.
     virtual void set_lengths(std::vector<double> const& lengths) = 0;
     /// As set_lengths(), for the offsets. Reports 0x1.
     /// \note Deliberate: set_offset() reports 0x4 for the same change.
@@ -114,7 +115,8 @@ public:
     /// (axis << 16) | 1, for a change of the values alone.
     /// \throws std::invalid_argument "Wrong number of positions." unless there is one per column.
     virtual void set_col_positions(std::size_t axis, std::vector<double> const& positions) = 0;
-    /// Give the columns positions in a plane, or none. Reports (axis << 16) | 1. Equidistance stays as it is.
+    /// Give the columns positions in a plane, or none. Reports (axis << 16) | 1. Equidistance stays as it
+    /// is.
     /// \throws std::invalid_argument "Wrong number of positions." unless there is one per column.
     virtual void set_xy_col_positions(std::size_t axis,
                                       std::vector<std::pair<double, double>> const& positions) = 0;
@@ -131,16 +133,17 @@ public:
     /// Set or replace a tag. Reports nothing and passes the lock.
     virtual void set_tag(std::string const& key, Tag const& value) = 0;
     using GetStackInfoInterface::tag;
-    /// The tag's value, for changing. A key that is not there gets an empty VProp. Reports nothing and passes
-    /// the lock. Lives as long as the stack.
+    /// The tag's value, for changing. A key that is not there gets an empty VProp. Reports nothing and
+    /// passes the lock. Lives as long as the stack.
     virtual Tag& tag(std::string const& key) = 0;
     /// Collect reports until the matching end_defer_info_update_signals(). Calls nest.
     virtual void beg_defer_info_update_signals() = 0;
-    /// End one beg_defer_info_update_signals(); the outermost one reports all collected bits at once. Does
-    /// nothing without a beginning. The argument is ignored.
+    /// End one beg_defer_info_update_signals(); the outermost one reports all collected bits at once, and a
+    /// listener may change the description meanwhile, or defer changes of its own. Does nothing without a
+    /// beginning. The argument is ignored.
     virtual void end_defer_info_update_signals(bool ignored) = 0;
-    /// Tags apart from tag(), for several threads; neither copied with the description nor stored in files.
-    /// Taking this reference is safe from any thread.
+    /// Tags apart from tag(), for several threads; neither copied with the description nor stored in
+    /// files. Taking this reference is safe from any thread.
     virtual SafeTags& safe_tags() = 0;
 };
 

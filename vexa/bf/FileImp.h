@@ -75,6 +75,14 @@ public:
     /// Read a tag list from the current position and put its entries into \p tags.
     void read_tags(std::map<std::string, std::string>& tags);
 
+    // What the file's bytes say, for who looks into files.
+
+    std::uint32_t format_version() const { return format_version_; }
+    /// Of the tag list; 0 while it is not on disk.
+    unsigned long metadata_position() const { return metadata_position_; }
+    /// The tags in memory: those of the file that was opened, and those set since.
+    std::map<std::string, std::string> const& tags() const { return tags_; }
+
     // For the stacks of the file.
 
     /// Write the file header if that has not happened yet.

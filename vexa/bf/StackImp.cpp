@@ -121,6 +121,24 @@ void StackImp::set_variable_size(unsigned long n, double step) {
     set_last_axis(n, static_cast<double>(n) * step);
 }
 
+StackRecord StackImp::record() const {
+    StackRecord record;
+    record.stack_position = stack_position_;
+    record.data_start_position = data_start_position_;
+    record.data_length = data_length_;
+    record.end_of_stack_position = end_of_stack_position_;
+    record.stack_format_version = stack_format_version_;
+    record.samples_written = samples_written_;
+    if (flush_block_size_ != static_cast<unsigned long>(-1)) record.flush_block_size = flush_block_size_;
+    record.flush_positions = flush_positions_;
+    record.chunk_records = chunk_records_;
+    record.compression_type = compression_type_;
+    record.compression_level = compression_level_;
+    record.data_less = data_less_;
+    record.variable_size = variable_size_;
+    return record;
+}
+
 /// What the data section is compressed with; 0 for a plain one. zlib knows nothing above 9.
 int StackImp::effective_level() const {
     if (compression_type_ != 1 || compression_level_ < 0) return 0;

@@ -21,6 +21,24 @@ class ReadOnlyView;
 class RecordReader;
 struct StackFooter;
 
+/// What the file's bytes say of one stack beside its description. Positions are absolute, in bytes; 0 while nothing
+/// is on disk.
+struct StackRecord {
+    unsigned long stack_position = 0;
+    unsigned long data_start_position = 0;
+    unsigned long data_length = 0; ///< from the start of the section to the footer, with gaps
+    unsigned long end_of_stack_position = 0;
+    std::uint32_t stack_format_version = 0;
+    unsigned long samples_written = 0;
+    unsigned long flush_block_size = 0; ///< bytes of samples; 0 for none
+    std::vector<unsigned long> flush_positions;
+    std::vector<std::pair<unsigned long, unsigned long>> chunk_records;
+    int compression_type = 0;
+    int compression_level = 0;
+    bool data_less = false;
+    bool variable_size = false;
+};
+
 /// The stack in a file: its description, its record on disk, and the way of its samples through compression.
 ///
 /// Owns: buffers and zlib streams. Refers to the file weakly; each operation holds the file while it runs.
@@ -75,6 +93,8 @@ public:
     /// The file, which the caller holds while it works on it.
     /// \throws std::runtime_error "Cannot access File_Stack, file has been closed."
     std::shared_ptr<FileImp> file() const;
+    /// A copy of the record, for who looks into files. Works at any time and leaves the stream alone.
+    StackRecord record() const;
     /// Where the next stack can begin.
     unsigned long end_of_stack_position() const { return end_of_stack_position_; }
 

@@ -28,7 +28,7 @@ using Mode = DiskFile::Mode;
 using Bytes = std::vector<unsigned char>;
 using Vexa::units::RuntimeValue;
 
-class StackRecord : public ::testing::Test {
+class StackRecordTest : public ::testing::Test {
 protected:
     std::shared_ptr<FileInterface> create() { return Vexa::open_file(path, Mode::create); }
     std::shared_ptr<FileInterface> open() { return Vexa::open_file(path, Mode::read); }
@@ -61,7 +61,7 @@ std::string plain_footer() {
 
 // Literal bytes
 
-TEST_F(StackRecord, HasTheseBytes) {
+TEST_F(StackRecordTest, HasTheseBytes) {
     auto const file = create();
     auto const stack = file->add_stack(types::uint16, {3, 2}, false);
     stack->set_name("name");
@@ -102,7 +102,7 @@ TEST_F(StackRecord, HasTheseBytes) {
     EXPECT_EQ(bytes.substr(end), zero_bytes(4));
 }
 
-TEST_F(StackRecord, HasTheseBytesBehindTheFixedFooter) {
+TEST_F(StackRecordTest, HasTheseBytesBehindTheFixedFooter) {
     auto const file = create();
     auto const stack = file->add_stack(types::uint8, {2, 1}, false);
     stack->set_labels({"x", "\xC2\xB5"});
@@ -146,7 +146,7 @@ TEST_F(StackRecord, HasTheseBytesBehindTheFixedFooter) {
     EXPECT_EQ(read->data_units(), RuntimeValue("V"));
 }
 
-TEST_F(StackRecord, LinksStacksAtOnce) {
+TEST_F(StackRecordTest, LinksStacksAtOnce) {
     ByteStream stream;
     auto const file = std::make_shared<FileImp>(false);
     file->attach(stream.get(), Mode::create);
@@ -165,14 +165,14 @@ TEST_F(StackRecord, LinksStacksAtOnce) {
 
 // The header
 
-TEST_F(StackRecord, CutsSizesToThirtyTwoBits) {
+TEST_F(StackRecordTest, CutsSizesToThirtyTwoBits) {
     auto const file = create();
     file->add_stack(types::uint8, {0x1'0000'0005, 2}, true)->write_end(0);
     file->close();
     EXPECT_EQ(open()->get_stack(0)->shape(), (std::vector<std::size_t>{5, 2}));
 }
 
-TEST_F(StackRecord, ReadsALengthThatIsNoNumberAsOne) {
+TEST_F(StackRecordTest, ReadsALengthThatIsNoNumberAsOne) {
     double const nan = std::numeric_limits<double>::quiet_NaN();
     RawStack raw(types::uint8, {1, 1, 1}, "a");
     raw.header.lengths = {2.0, nan, 3.0, nan};
@@ -184,7 +184,7 @@ TEST_F(StackRecord, ReadsALengthThatIsNoNumberAsOne) {
     EXPECT_EQ(stack->offset(2), -2.0);
 }
 
-TEST_F(StackRecord, WithFifteenAxesKeepsThemAll) {
+TEST_F(StackRecordTest, WithFifteenAxesKeepsThemAll) {
     std::vector<unsigned long> shape(15, 1);
     shape[14] = 3;
     Bytes const samples{1, 2, 3};
@@ -198,7 +198,7 @@ TEST_F(StackRecord, WithFifteenAxesKeepsThemAll) {
     EXPECT_EQ(read->label(14), "axis");
 }
 
-TEST_F(StackRecord, HasNoPlaceForASixteenthAxis) {
+TEST_F(StackRecordTest, HasNoPlaceForASixteenthAxis) {
     auto const file = create();
     VEXA_EXPECT_THROWS(file->add_stack(types::uint8, std::vector<unsigned long>(16, 1), false),
                        std::invalid_argument, "A stack in a file can have at most 15 axes.");
@@ -209,7 +209,7 @@ TEST_F(StackRecord, HasNoPlaceForASixteenthAxis) {
 }
 
 /// Deliberate: the size of the last axis is patched with 8 bytes over a field of 4.
-TEST_F(StackRecord, OfVariableSizeAndFifteenAxesLosesTheLowHalfOfItsFirstLength) {
+TEST_F(StackRecordTest, OfVariableSizeAndFifteenAxesLosesTheLowHalfOfItsFirstLength) {
     std::vector<unsigned long> shape(15, 1);
     shape[14] = 0;
     Bytes const samples{1, 2, 3};
@@ -228,7 +228,7 @@ TEST_F(StackRecord, OfVariableSizeAndFifteenAxesLosesTheLowHalfOfItsFirstLength)
     EXPECT_EQ(open()->get_stack(0)->shape().back(), 3u);
 }
 
-TEST_F(StackRecord, OfVariableSizeGetsItsLastAxisInTheEnd) {
+TEST_F(StackRecordTest, OfVariableSizeGetsItsLastAxisInTheEnd) {
     Bytes const samples{1, 2, 3, 4, 5, 6};
     auto const file = create();
     auto const stack = file->add_stack(types::uint8, {2, 0}, false);
@@ -243,7 +243,7 @@ TEST_F(StackRecord, OfVariableSizeGetsItsLastAxisInTheEnd) {
     EXPECT_EQ(value_at<double>(bytes, first_stack + 92), 1.5);
 }
 
-TEST_F(StackRecord, WithoutSamplesReadsAsDataLess) {
+TEST_F(StackRecordTest, WithoutSamplesReadsAsDataLess) {
     auto const file = create();
     file->add_stack(types::uint8, {0}, false)->write_end(types::uint8);
     file->add_stack(types::uint8, {2}, true)->write_end(types::uint8);
@@ -263,7 +263,7 @@ TEST_F(StackRecord, WithoutSamplesReadsAsDataLess) {
     EXPECT_EQ(buffer, (Bytes{0, 0}));
 }
 
-TEST_F(StackRecord, NeedsAKnownCompressionToBeWritten) {
+TEST_F(StackRecordTest, NeedsAKnownCompressionToBeWritten) {
     auto const file = create();
     auto const stack = file->add_stack(types::uint8, {2}, false);
     Bytes const samples{1, 2};
@@ -279,7 +279,7 @@ TEST_F(StackRecord, NeedsAKnownCompressionToBeWritten) {
     EXPECT_EQ(open()->get_num_stacks(), 1u);
 }
 
-TEST_F(StackRecord, OfAWriterCannotBeReadIn) {
+TEST_F(StackRecordTest, OfAWriterCannotBeReadIn) {
     auto const file = std::dynamic_pointer_cast<FileImp>(open({RawStack(types::uint8, {2}, "ab")}));
     StackImp stack(types::uint8, {2}, false, file);
     file->seek(first_stack);
@@ -294,7 +294,7 @@ TEST_F(StackRecord, OfAWriterCannotBeReadIn) {
     EXPECT_EQ(reader.samples_written(), 2u);
 }
 
-TEST_F(StackRecord, LocksTheDescriptionButNotTheTags) {
+TEST_F(StackRecordTest, LocksTheDescriptionButNotTheTags) {
     auto const file = create();
     auto const stack = file->add_stack(types::uint8, {2}, false);
     Bytes const samples{1, 2};
@@ -309,7 +309,7 @@ TEST_F(StackRecord, LocksTheDescriptionButNotTheTags) {
 
 // The footer
 
-TEST_F(StackRecord, OfFormatVersionZeroHasNoFooter) {
+TEST_F(StackRecordTest, OfFormatVersionZeroHasNoFooter) {
     RawStack raw(types::uint8, {4}, "");
     raw.header.stack_format_version = 0;
     raw.header.data_length = 4;
@@ -324,7 +324,7 @@ TEST_F(StackRecord, OfFormatVersionZeroHasNoFooter) {
     EXPECT_EQ(file->seek_to_end_of_stack(0), first_stack + 368 + 3 + 4);
 }
 
-TEST_F(StackRecord, OfAShortFooterLeavesLaterFieldsAtTheirDefaults) {
+TEST_F(StackRecordTest, OfAShortFooterLeavesLaterFieldsAtTheirDefaults) {
     RawStack raw(types::uint8, {4}, "abcd");
     raw.footer.footer_size = 1000;
     raw.footer.samples_written = 2;
@@ -340,7 +340,7 @@ TEST_F(StackRecord, OfAShortFooterLeavesLaterFieldsAtTheirDefaults) {
     EXPECT_EQ(open({raw})->get_stack(0)->units(0), RuntimeValue(1.0));
 }
 
-TEST_F(StackRecord, OfALongFooterSkipsWhatItDoesNotKnow) {
+TEST_F(StackRecordTest, OfALongFooterSkipsWhatItDoesNotKnow) {
     RawStack raw(types::uint8, {4}, "abcd");
     raw.footer.footer_size = 2000;
     raw.footer.samples_written = 3;
@@ -351,13 +351,13 @@ TEST_F(StackRecord, OfALongFooterSkipsWhatItDoesNotKnow) {
     EXPECT_EQ(stack->samples_written(), 3u);
 }
 
-TEST_F(StackRecord, OfAFooterWithoutItsSizeFieldIsRefused) {
+TEST_F(StackRecordTest, OfAFooterWithoutItsSizeFieldIsRefused) {
     RawStack raw(types::uint8, {4}, "abcd");
     raw.footer.footer_size = 3;
     expect_refused({raw}, "Invalid footer size 3.");
 }
 
-TEST_F(StackRecord, ForALaterReaderIsRefused) {
+TEST_F(StackRecordTest, ForALaterReaderIsRefused) {
     RawStack raw(types::uint8, {4}, "abcd");
     for (std::uint32_t version : {7u, 0xFFFFFFFFu}) {
         raw.footer.required_reader_version = version;
@@ -369,7 +369,7 @@ TEST_F(StackRecord, ForALaterReaderIsRefused) {
     expect_refused({raw}, "Cannot read stack with file format reader version 7. Need >= 4294967294.");
 }
 
-TEST_F(StackRecord, HasNoColumnsForAnEmptyAxis) {
+TEST_F(StackRecordTest, HasNoColumnsForAnEmptyAxis) {
     RawStack raw(types::uint8, {0, 2}, "");
     raw.footer.has_col_positions = {1, 0};
     raw.footer.has_col_labels = {1, 1};
@@ -381,7 +381,7 @@ TEST_F(StackRecord, HasNoColumnsForAnEmptyAxis) {
     EXPECT_EQ(stack->label(1), "y");
 }
 
-TEST_F(StackRecord, SkipsObsoleteTextAndTakesPositionsAndRecordsBehindIt) {
+TEST_F(StackRecordTest, SkipsObsoleteTextAndTakesPositionsAndRecordsBehindIt) {
     RawStack raw(types::uint8, {2}, "ab");
     raw.footer.obsolete_text_length = 5;
     raw.footer.flush_position_count = 1;
@@ -400,27 +400,27 @@ TEST_F(StackRecord, SkipsObsoleteTextAndTakesPositionsAndRecordsBehindIt) {
     EXPECT_EQ(samples, (Bytes{'a', 'b'}));
 }
 
-TEST_F(StackRecord, WithoutFlushPositionsHasNoFlushBlocks) {
+TEST_F(StackRecordTest, WithoutFlushPositionsHasNoFlushBlocks) {
     RawStack raw(types::uint8, {2}, "ab");
     raw.footer.flush_block_size = 2;
     VEXA_EXPECT_THROWS(open({raw})->get_stack(0)->get_aligned_compressed_chunk_ranges({0, 2}),
                        std::runtime_error, "No flush blocks available");
 }
 
-TEST_F(StackRecord, WithoutATagListHasNone) {
+TEST_F(StackRecordTest, WithoutATagListHasNone) {
     RawStack raw(types::uint8, {2}, "ab");
     raw.footer.tag_bytes = 0;
     raw.tail = counted("l");
     EXPECT_TRUE(open({raw})->get_stack(0)->tag_keys().empty());
 }
 
-TEST_F(StackRecord, TakesTheStoredEndOfTheStack) {
+TEST_F(StackRecordTest, TakesTheStoredEndOfTheStack) {
     RawStack raw(types::uint8, {2}, "ab");
     raw.footer.end_of_stack_position = 12345;
     EXPECT_EQ(open({raw})->seek_to_end_of_stack(0), 12345u);
 }
 
-TEST_F(StackRecord, RebuildsUnitsFromReducedFractions) {
+TEST_F(StackRecordTest, RebuildsUnitsFromReducedFractions) {
     RawStack raw(types::uint8, {2}, "ab");
     raw.footer.axis_units[0].exponents[0] = {4, 2};
     raw.footer.axis_units[0].exponents[2] = {-1, 2};
@@ -435,7 +435,7 @@ TEST_F(StackRecord, RebuildsUnitsFromReducedFractions) {
 }
 
 /// The unit that a label suggests is for who asks; the file gets what was set.
-TEST_F(StackRecord, StoresUnitsThatWereSetNotThoseDerivedFromLabels) {
+TEST_F(StackRecordTest, StoresUnitsThatWereSetNotThoseDerivedFromLabels) {
     auto const file = create();
     Bytes const samples{1, 2};
     auto stack = file->add_stack(types::uint8, {2}, false);
@@ -449,7 +449,7 @@ TEST_F(StackRecord, StoresUnitsThatWereSetNotThoseDerivedFromLabels) {
     EXPECT_EQ(open()->get_stack(0)->units(0), RuntimeValue("um")) << "and derived again by the reader";
 }
 
-TEST_F(StackRecord, StoresGeneratedColumnPositionsOnceTheyWereAskedFor) {
+TEST_F(StackRecordTest, StoresGeneratedColumnPositionsOnceTheyWereAskedFor) {
     auto const file = create();
     Bytes const samples{1, 2};
     auto stack = file->add_stack(types::uint8, {2}, false);
@@ -460,7 +460,7 @@ TEST_F(StackRecord, StoresGeneratedColumnPositionsOnceTheyWereAskedFor) {
     EXPECT_EQ(open()->get_stack(0)->col_positions(0), (std::vector<double>{-1.0, 0.0}));
 }
 
-TEST_F(StackRecord, LeavesOutColumnPositionsOfASmallerAxis) {
+TEST_F(StackRecordTest, LeavesOutColumnPositionsOfASmallerAxis) {
     auto const file = create();
     Bytes const samples{1, 2, 3, 4};
     auto stack = file->add_stack(types::uint8, {2, 0}, false);
@@ -474,7 +474,7 @@ TEST_F(StackRecord, LeavesOutColumnPositionsOfASmallerAxis) {
     EXPECT_TRUE(read->is_equidistant(1));
 }
 
-TEST_F(StackRecord, AsksForAReaderOfVersionSixWithTwoChunkRecords) {
+TEST_F(StackRecordTest, AsksForAReaderOfVersionSixWithTwoChunkRecords) {
     auto const file = create();
     file->default_write_mode = WriteModeFlags::chunk_wise;
     Bytes const samples{1, 2, 3};
@@ -514,7 +514,7 @@ TEST_F(StackRecord, AsksForAReaderOfVersionSixWithTwoChunkRecords) {
 
 // The file behind the stack
 
-TEST_F(StackRecord, OfAFileThatIsGoneCannotBeUsed) {
+TEST_F(StackRecordTest, OfAFileThatIsGoneCannotBeUsed) {
     std::string const gone = "Cannot access File_Stack, file has been closed.";
     auto file = open({RawStack(types::uint8, {2}, "ab")});
     auto const stack = file->get_stack(0);
@@ -545,7 +545,7 @@ TEST_F(StackRecord, OfAFileThatIsGoneCannotBeUsed) {
     EXPECT_EQ(stack->samples_written(), 2u);
 }
 
-TEST_F(StackRecord, TakesTheDefaultsOfTheFile) {
+TEST_F(StackRecordTest, TakesTheDefaultsOfTheFile) {
     auto const file = create();
     file->default_compression_type = 1;
     file->default_compression_level = 7;
@@ -568,7 +568,7 @@ TEST_F(StackRecord, TakesTheDefaultsOfTheFile) {
     stack->truncate();
 }
 
-TEST_F(StackRecord, CanGetAnotherShapeBeforeItIsWritten) {
+TEST_F(StackRecordTest, CanGetAnotherShapeBeforeItIsWritten) {
     auto const file = create();
     auto const stack = std::dynamic_pointer_cast<StackImp>(file->add_stack(types::uint8, {2}, false));
     stack->set_label(0, "x");

@@ -11,8 +11,11 @@ namespace {
 
 constexpr std::size_t scratch_size = 4096;
 
+// The record and the callback come before all other initialisers, which may already warn.
+#define VEXA_FIRST_OF_ALL __attribute__((init_priority(101)))
+
 int _s_last_error_id = 0;
-std::string _s_last_error_string;
+VEXA_FIRST_OF_ALL std::string _s_last_error_string;
 
 std::string format_list(char const* format, std::va_list arguments) VEXA_PRINTF_LIKE(1, 0);
 std::string format_list(char const* format, std::va_list arguments) {
@@ -42,7 +45,7 @@ VexaError& set_message(VexaError& error, char const* text) { return error(text);
 
 } // namespace
 
-std::function<void(VexaError const&)> VexaError::warning_cb_ = default_warning_cb;
+VEXA_FIRST_OF_ALL std::function<void(VexaError const&)> VexaError::warning_cb_ = default_warning_cb;
 
 VexaError::VexaError(char const* function_name, char const* file_name, int line_number)
     : file(file_name ? file_name : ""), function(function_name ? function_name : ""), line(line_number) {}
@@ -86,7 +89,6 @@ VexaError& VexaError::do_process() {
 void VexaError::do_warn_now() const { warning_cb_(*this); }
 
 int VexaError::process() const noexcept {
-    // Without a location the text is the bare message, with no tag line, so that callers can compare it.
     std::string text;
     if (line != 0 && !file.empty()) {
         text = format_scratch("%s(%d): %s\n    ", file.c_str(), line, warning ? "WARNING" : "ERROR");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <string>
 
@@ -12,22 +13,27 @@
 /// record, which vexa_get_last_error_string() returns. Constructing or throwing leaves the record alone.
 ///
 /// Threads: objects may be thrown and caught freely; the record has no lock, so two threads must not call
-/// what() at the same time.
+/// what() at the same time. A warning is emitted on the thread that destroys it.
+/// \note Deliberate: an error without a location has no "ERROR" line; its text is the bare message, so that
+/// callers can compare it.
 class VEXA_API VexaError : public std::exception {
 public:
     /// \param function,file may be null. \param line 0 means that there is no location.
     VexaError(char const* function, char const* file, int line);
     VexaError(VexaError const&) = default;
     VexaError& operator=(VexaError const&) = default;
-    /// Emits the warning after do_warn(), else stores the text after do_process().
+    /// Emits the warning after do_warn(), else writes the record after do_process(). Ends the process if that
+    /// throws.
     ~VexaError() override;
 
-    /// The full text. Valid until the next process() anywhere in the process.
+    /// The full text, with "file(line): ERROR" before the message when there is a location and the operating
+    /// system error after it when there is one. Writes the record. Valid until the next process() anywhere in
+    /// the process.
     char const* what() const noexcept override;
 
     /// Format the message like printf, cut to 4095 characters.
     VexaError& operator()(char const* format, ...) VEXA_PRINTF_LIKE(2, 3);
-    /// Take over `errno` and its text.
+    /// Take over `errno` and its text. Call it before anything else can change `errno`.
     VexaError& do_oserr();
     /// Make this a warning, which the destructor emits.
     VexaError& do_warn();
@@ -35,7 +41,8 @@ public:
     VexaError& do_process();
     /// Hand this object to the warning callback now.
     void do_warn_now() const;
-    /// Write the text and the id into the process-wide record. \return error_id
+    /// Write the text and the id into the process-wide record. Ends the process if it runs out of memory.
+    /// \return error_id
     int process() const noexcept;
 
     /// Install what warnings go to; an empty callback restores the default, which prints on standard error.
@@ -43,18 +50,19 @@ public:
 
     std::string file;
     std::string function;
-    int line;
+    int line; ///< 0: no location
     int error_id = -1;
-    int os_error = 0;
+    int os_error = 0; ///< 0 or below: none
     std::string message;
     std::string os_message;
     bool warning = false;
     bool process_on_destruction = false;
 
+    /// Never empty, and ready before the initialisers of the application run.
     static std::function<void(VexaError const&)> warning_cb_;
 };
 
-/// The error_id of the last processed error; 0 before the first one.
+/// The error_id of the last processed error: -1, or 1 for one of vexa_lasterr(); 0 before the first one.
 VEXA_API int vexa_get_last_error();
 /// The text of the last processed error. Valid until the next one.
 VEXA_API char const* vexa_get_last_error_string();
@@ -63,5 +71,5 @@ VEXA_API char const* vexa_get_last_error_string();
 [[noreturn]] VEXA_API void vexa_err(char const* text, char const* function, char const* file, int line);
 /// As vexa_err(), with error_id 1.
 [[noreturn]] VEXA_API void vexa_lasterr(char const* text, char const* function, char const* file, int line);
-/// Emit a warning through the warning callback and return.
+/// Emit a warning through the warning callback and return. \param text as for vexa_err().
 VEXA_API void vexa_warn(char const* text, char const* function, char const* file, int line);

@@ -55,25 +55,26 @@ int move_parts(Part real, Part imaginary, std::size_t count) {
 }
 
 int join(From const& from, unsigned char const* imaginary, To const& to, std::size_t count) {
-    Loop const loop = Vexa::io::find_conversion(from.type, to.component());
+    Loop const loop = Vexa::io::find_conversion(Vexa::io::loops(), from.type, to.component());
     if (!loop || !to.is_complex()) return refused;
     if (count == 0) return converted;
     return move_parts({loop, from.run(), to.run()}, {loop, from.partner(imaginary), to.imaginary()}, count);
 }
 
 int split(From const& from, To const& to, unsigned char* imaginary, std::size_t count) {
-    Loop const loop = Vexa::io::find_conversion(from.component(), to.type);
+    Loop const loop = Vexa::io::find_conversion(Vexa::io::loops(), from.component(), to.type);
     if (!loop || !from.is_complex()) return refused;
     if (count == 0) return converted;
     return move_parts({loop, from.run(), to.run()}, {loop, from.imaginary(), to.partner(imaginary)}, count);
 }
 
 int convert_complex(From const& from, To const& to, std::size_t count) {
-    Loop const loop = Vexa::io::find_conversion(from.component(), to.component());
+    Loop const loop = Vexa::io::find_conversion(Vexa::io::loops(), from.component(), to.component());
     if (!loop || !to.is_complex()) return refused;
     if (count == 0) return converted;
     if (!from.is_complex()) {
-        Loop const zero = Vexa::io::find_zero(vexa_dt_get_size(to.component()));
+        bool const single = to.type == Vexa::types::cplx_single;
+        Loop const zero = single ? Vexa::io::loops().zero_4 : Vexa::io::loops().zero_8;
         return move_parts({loop, from.run(), to.run()}, {zero, from.run(), to.imaginary()}, count);
     }
     if (from.is_dense() && to.is_dense()) {
@@ -84,8 +85,8 @@ int convert_complex(From const& from, To const& to, std::size_t count) {
 }
 
 int convert_alone(From const& from, To const& to, std::size_t count) {
-    Loop const loop =
-        from.type == to.type ? Vexa::io::find_copy(from.type) : Vexa::io::find_conversion(from.type, to.type);
+    Loop const loop = from.type == to.type ? Vexa::io::find_copy(Vexa::io::loops(), from.type)
+                                           : Vexa::io::find_conversion(Vexa::io::loops(), from.type, to.type);
     if (!loop) return convert_complex(from, to, count);
     if (count > 0) loop(from.run(), to.run(), count);
     return converted;

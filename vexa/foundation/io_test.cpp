@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <vexa/foundation/io_loops_internal.h>
 #include <vexa/foundation/types.h>
 
 namespace {
@@ -201,6 +202,8 @@ public:
                            [](unsigned char byte) { return byte == 0xA5; });
     }
 
+    friend bool operator==(Spread const& a, Spread const& b) { return a.bytes_ == b.bytes_; }
+
 private:
     std::size_t stride_, offset_;
     std::vector<unsigned char> bytes_;
@@ -215,6 +218,18 @@ void expect_converted(std::vector<From> const& values, std::size_t from_stride, 
     ASSERT_EQ(vexa_dt_convert_with_strides(code_of<From>(), code_of<To>(), from.data(), from_stride,
                                            to.data(), to_stride, values.size(), nullptr, nullptr),
               0);
+    Spread<To> portable(values.size(), to_stride, offset);
+    auto const* const first = static_cast<unsigned char const*>(from.data());
+    if (code_of<From>() != code_of<To>())
+        Vexa::io::find_conversion(Vexa::io::portable_loops, code_of<From>(), code_of<To>())(
+            {first, from_stride * sizeof(From)},
+            {static_cast<unsigned char*>(portable.data()), to_stride * sizeof(To)}, values.size());
+    else
+        Vexa::io::find_copy(Vexa::io::portable_loops, code_of<From>())(
+            {first, from_stride * sizeof(From)},
+            {static_cast<unsigned char*>(portable.data()), to_stride * sizeof(To)}, values.size());
+    ASSERT_TRUE(portable == to) << "the portable loops differ, strides " << from_stride << " and "
+                                << to_stride;
     for (std::size_t i = 0; i < values.size(); ++i)
         ASSERT_TRUE(same(to.get(i), reference<To>(values[i])))
             << "sample " << i << " of " << values.size() << ", strides " << from_stride << " and "

@@ -4,10 +4,10 @@
 
 namespace {
 
-constexpr char32_t raw_byte_base = 0xDC00; // + a byte from 0x80 on: lone low surrogates, never in UTF-8
+constexpr std::uint32_t raw_byte_base = 0xDC00; // + a byte from 0x80 on: surrogates, which UTF-8 never yields
 constexpr std::uint32_t largest_code_point = 0x10FFFF;
 
-constexpr bool is_surrogate(std::uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+constexpr bool is_raw_byte(std::uint32_t c) { return c >= raw_byte_base + 0x80 && c <= raw_byte_base + 0xFF; }
 
 struct Decoded {
     wchar_t character;
@@ -36,7 +36,7 @@ Decoded decode_first(std::string_view text) {
         value = value << 6 | (byte(i) & 0x3Fu);
     }
     constexpr std::uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (value < smallest[length] || value > largest_code_point || is_surrogate(value)) return raw;
+    if (value < smallest[length] || value > largest_code_point || is_raw_byte(value)) return raw;
     return {static_cast<wchar_t>(value), length};
 }
 
@@ -79,7 +79,7 @@ std::string detail::convert_encoding(std::wstring_view wide) {
     utf8.reserve(wide.size());
     for (wchar_t const character : wide) {
         auto const c = static_cast<std::uint32_t>(character);
-        if (c >= raw_byte_base + 0x80 && c <= raw_byte_base + 0xFF)
+        if (is_raw_byte(c))
             utf8.push_back(static_cast<char>(c - raw_byte_base));
         else
             append_utf8(utf8, c <= largest_code_point ? c : 0xFFFD);
@@ -88,8 +88,6 @@ std::string detail::convert_encoding(std::wstring_view wide) {
 }
 
 std::string to_utf8(std::wstring_view text) { return detail::convert_encoding(text); }
-
-std::string to_utf8(std::filesystem::path const& path) { return path.string(); }
 
 std::filesystem::path to_path(std::string_view utf8) { return std::filesystem::path(std::string(utf8)); }
 

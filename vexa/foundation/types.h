@@ -1,6 +1,5 @@
 #pragma once
 
-#include <complex>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -59,8 +58,11 @@ struct VTypemap {
     std::map<T, int> reverse;
 };
 
+extern "C" {
+
 /// The element size in bytes. Takes the code exactly as given: 0 for any code with the array flag, for types
 /// without a fixed size and for unknown codes. Safe from any thread.
+/// \note Deliberate: the complex integers have names but no size; the colour types have a size but no name.
 VEXA_API std::size_t vexa_dt_get_size(int type);
 
 /// The short name of a code; an array code gives the name of its element type. Valid until process exit.
@@ -69,5 +71,7 @@ VEXA_API std::size_t vexa_dt_get_size(int type);
 VEXA_API char const* vexa_dt_get_name(int type);
 
 /// The code of a short name, exact and case-sensitive; 0 for an unknown name. Safe from any thread.
-/// \throws std::logic_error for a null pointer.
+/// \throws std::logic_error "A type name must not be null." for a null pointer.
 VEXA_API int vexa_dt_from_name(char const* name);
+
+} // extern "C"

@@ -20,8 +20,8 @@ public:
     /// The integer 0.
     constexpr Number() noexcept : data_(0LL) {}
     template <std::floating_point T>
-        requires(std::same_as<T, double> || std::same_as<T, float>)
-    constexpr Number(T value) noexcept : data_(static_cast<double>(value)) {}
+    requires(std::same_as<T, double> || std::same_as<T, float>) constexpr Number(T value) noexcept
+        : data_(static_cast<double>(value)) {}
     /// Signed integers are held as `long long`, unsigned ones as `unsigned long long`. A `bool` is no number.
     template <std::integral T>
     requires(!std::same_as<T, bool>) constexpr Number(T value) noexcept

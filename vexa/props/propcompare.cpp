@@ -14,6 +14,30 @@ namespace {
 
 bool holds_nothing(VProp const& p) { return p.empty() || p.get_if<vexa_EMPTY>(); }
 
+/// Finds members by name: the first of each, also in the large structures that a file can hold.
+class MemberIndex {
+public:
+    explicit MemberIndex(VPropstruct const& members) : members_(members) {
+        if (members.size() <= searched_linearly) return;
+        index_.reserve(members.size());
+        for (auto const& [name, value] : members) index_.try_emplace(name, &value);
+    }
+
+    VProp const* find(std::string const& name) const {
+        if (members_.size() <= searched_linearly) {
+            auto const found = members_.find(name);
+            return found == members_.end() ? nullptr : &found->second;
+        }
+        auto const found = index_.find(name);
+        return found == index_.end() ? nullptr : found->second;
+    }
+
+private:
+    static constexpr std::size_t searched_linearly = 16;
+    VPropstruct const& members_;
+    std::unordered_map<std::string_view, VProp const*> index_;
+};
+
 /// The walk keeps the pairs that are still to be compared on a stack of its own, so depth costs no call
 /// stack.
 class Comparison {
@@ -75,14 +99,12 @@ private:
 
     bool same(VPropstruct const& a, VPropstruct const& b) {
         if (a.size() != b.size()) return false;
-        std::unordered_map<std::string_view, VProp const*> members;
-        members.reserve(b.size());
-        for (auto const& [name, value] : b) members.try_emplace(name, &value);
+        MemberIndex const members(b);
         std::size_t const below = todo_.size();
         for (auto const& [name, value] : a) {
-            auto const found = members.find(name);
-            if (found == members.end()) return false;
-            todo_.push_back({&value, found->second, nullptr, nullptr});
+            VProp const* const found = members.find(name);
+            if (!found) return false;
+            todo_.push_back({&value, found, nullptr, nullptr});
         }
         std::reverse(todo_.begin() + static_cast<std::ptrdiff_t>(below), todo_.end());
         return true;

@@ -35,40 +35,25 @@ struct code_of {};
 template <int Code>
 using code_constant = std::integral_constant<int, Code>;
 
-template <>
-struct code_of<unsigned char> : code_constant<types::uint8> {};
-template <>
-struct code_of<signed char> : code_constant<types::int8> {};
-template <>
-struct code_of<unsigned short> : code_constant<types::uint16> {};
-template <>
-struct code_of<short> : code_constant<types::int16> {};
-template <>
-struct code_of<unsigned int> : code_constant<types::uint32> {};
-template <>
-struct code_of<int> : code_constant<types::int32> {};
-template <>
-struct code_of<float> : code_constant<types::single> {};
-template <>
-struct code_of<double> : code_constant<types::double_> {};
-template <>
-struct code_of<unsigned long> : code_constant<types::uint64> {};
-template <>
-struct code_of<long> : code_constant<types::int64> {};
-template <>
-struct code_of<VProp> : code_constant<types::cell> {};
-template <>
-struct code_of<VPropstruct> : code_constant<types::struct_> {};
-template <>
-struct code_of<bool> : code_constant<types::logical> {};
-template <>
-struct code_of<VPropstring> : code_constant<types::char_> {};
-template <>
-struct code_of<vexa_EMPTY> : code_constant<types::empty> {};
-template <>
-struct code_of<std::complex<float>> : code_constant<types::cplx_single> {};
-template <>
-struct code_of<std::complex<double>> : code_constant<types::cplx_double> {};
+// clang-format off
+template <> struct code_of<unsigned char> : code_constant<types::uint8> {};
+template <> struct code_of<signed char> : code_constant<types::int8> {};
+template <> struct code_of<unsigned short> : code_constant<types::uint16> {};
+template <> struct code_of<short> : code_constant<types::int16> {};
+template <> struct code_of<unsigned int> : code_constant<types::uint32> {};
+template <> struct code_of<int> : code_constant<types::int32> {};
+template <> struct code_of<float> : code_constant<types::single> {};
+template <> struct code_of<double> : code_constant<types::double_> {};
+template <> struct code_of<unsigned long> : code_constant<types::uint64> {};
+template <> struct code_of<long> : code_constant<types::int64> {};
+template <> struct code_of<VProp> : code_constant<types::cell> {};
+template <> struct code_of<VPropstruct> : code_constant<types::struct_> {};
+template <> struct code_of<bool> : code_constant<types::logical> {};
+template <> struct code_of<VPropstring> : code_constant<types::char_> {};
+template <> struct code_of<vexa_EMPTY> : code_constant<types::empty> {};
+template <> struct code_of<std::complex<float>> : code_constant<types::cplx_single> {};
+template <> struct code_of<std::complex<double>> : code_constant<types::cplx_double> {};
+// clang-format on
 template <typename T>
 requires(code_of<T>::value != types::empty) struct code_of<VProparray<T>>
     : code_constant<types::array_flag | code_of<T>::value> {

@@ -134,7 +134,8 @@ TEST(RuntimeValueArithmetic, MultipliesAndDividesDimensions) {
     value *= RuntimeValue("4 s");
     EXPECT_EQ(value.value, 12.0);
     EXPECT_TRUE(value.is_compatible(m));
-    value /= value;
+    RuntimeValue const& itself = value;
+    value /= itself;
     EXPECT_TRUE(value.is_dimensionless());
     EXPECT_EQ(value.value, 1.0);
 }
@@ -229,6 +230,12 @@ TEST(RuntimeValueEquality, AllowsForADifferenceOfOneInABillion) {
     EXPECT_FALSE(RuntimeValue(1.0) == RuntimeValue(-1.0));
     EXPECT_TRUE(RuntimeValue(1e-300) == RuntimeValue(1e-300));
     EXPECT_TRUE(RuntimeValue("1000 m") == RuntimeValue("1 km"));
+}
+
+TEST(RuntimeValueEquality, ComparesTheDifferenceWithBothNumbers) {
+    EXPECT_FALSE(RuntimeValue(1e9 + 1) == RuntimeValue(1e9));
+    EXPECT_FALSE(RuntimeValue(1e9) == RuntimeValue(1e9 + 1));
+    EXPECT_TRUE(RuntimeValue(1e9 + 2) == RuntimeValue(1e9 + 1));
 }
 
 TEST(RuntimeValueEquality, OfZeroHoldsForZeroOnly) {

@@ -39,11 +39,11 @@ bool needs_exponent(double magnitude) { return magnitude >= 1000 || magnitude < 
 /// Masses are printed in grams and tonnes with prefixes, in kilograms without.
 void choose_mass_unit(Printed& printed) {
     if (!printed.use_prefix) {
-        printed.unit = "kg";
+        printed.unit = std::string("kg");
         printed.number /= 1000;
         printed.min_exponent = printed.max_exponent = 0;
     } else if (printed.number >= 1000000) {
-        printed.unit = "t";
+        printed.unit = std::string("t");
         printed.number /= 1000000;
         printed.min_exponent = 0;
         printed.max_exponent = 24;
@@ -71,11 +71,11 @@ std::string compound_unit(std::array<detail::Fraction, 9> const& exponents, bool
         if (exponents[i] == detail::Fraction()) continue;
         std::string const factor = BaseUnit::get_unit_array()[i].name + power_text(exponents[i]);
         if (exponents[i].numerator < 0)
-            denominator += "/" + factor;
+            denominator.append("/").append(factor);
         else
-            numerator += (numerator.empty() ? "" : "*") + factor;
+            numerator.append(numerator.empty() ? "" : "*").append(factor);
     }
-    if (numerator.empty() && with_numerator) numerator = "1";
+    if (numerator.empty() && with_numerator) numerator = std::string("1");
     return numerator + denominator;
 }
 

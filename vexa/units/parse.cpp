@@ -43,8 +43,6 @@ public:
     int product(int begin, int end) const { return inside(begin, at(end).before.product); }
     /// The last "^" in [begin, end) outside brackets, or `none`.
     int power(int begin, int end) const { return inside(begin, at(end).before.power); }
-    /// True if [begin, end) has as many opening brackets as closing ones.
-    bool is_balanced(int begin, int end) const { return at(begin).depth == at(end).depth; }
 
 private:
     struct Last {
@@ -134,7 +132,8 @@ std::optional<RuntimeValue> parse_unit(std::string_view name, double factor) {
     return scaled(prefix_factor, *unit);
 }
 
-/// A number, blanks, a unit; each may be absent.
+/// A number, blanks, a unit; each may be absent. Fails on a bracket without its counterpart, as it is part of
+/// no name.
 std::optional<RuntimeValue> parse_factor(std::string_view text) {
     double factor = 1.0;
     char const first = text.front();
@@ -204,7 +203,6 @@ private:
             work_.push_back({Step::parse, begin, at});
             return true;
         }
-        if (!operators_.is_balanced(begin, end)) return false;
         if (int const at = operators_.power(begin, end); at != OperatorIndex::none) {
             work_.push_back({Step::power, at + 1, end});
             work_.push_back({Step::parse, begin, at});

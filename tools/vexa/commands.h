@@ -1,0 +1,76 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "failure.h"
+
+/// The commands of the tool. Each prints its results on standard output and all else on standard error; what
+/// ends it early is a Failure.
+namespace Vexa::tool {
+
+struct LsOptions {
+    std::vector<std::filesystem::path> files;
+    bool json = false;
+};
+/// A line for each stack. Goes on with the next file when one can't be read, and returns the worst of their
+/// codes.
+Exit run_ls(LsOptions const& options);
+
+struct InfoOptions {
+    std::filesystem::path file;
+    std::optional<std::string> stack;
+    bool json = false;
+};
+/// All but the samples.
+Exit run_info(InfoOptions const& options);
+
+struct CatOptions {
+    std::filesystem::path file;
+    std::string stack;
+    std::string region;
+    bool raw = false;
+    bool json = false;
+    unsigned threads = 1;
+};
+/// Samples as text, as bytes or as JSON.
+Exit run_cat(CatOptions const& options);
+
+struct ImportOptions {
+    std::filesystem::path input;
+    std::filesystem::path output;
+    std::optional<std::string> shape; ///< of raw samples, slowest axis first
+    std::optional<std::string> type;  ///< of raw samples
+    std::optional<std::string> name;
+    std::optional<std::string> description;
+    int level = 1;
+    unsigned threads = 1;
+    bool force = false;
+};
+/// An image file into a VBF file of one stack.
+Exit run_import(ImportOptions const& options);
+
+struct ExportOptions {
+    std::filesystem::path file;
+    std::string stack;
+    std::filesystem::path output;
+    std::optional<std::string> plane; ///< indices of all axes but the two fastest, slowest first
+    std::optional<std::string> range; ///< "BLACK,WHITE"
+    int bits = 8;
+    unsigned threads = 1;
+    bool force = false;
+};
+/// A stack into an image file.
+Exit run_export(ExportOptions const& options);
+
+struct VerifyOptions {
+    std::filesystem::path file;
+    bool json = false;
+    unsigned threads = 1;
+};
+/// Read everything and check it.
+Exit run_verify(VerifyOptions const& options);
+
+} // namespace Vexa::tool

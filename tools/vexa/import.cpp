@@ -1,0 +1,118 @@
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <vexa/foundation/types.h>
+
+#include "commands.h"
+#include "console.h"
+#include "image.h"
+#include "output_file.h"
+#include "raw.h"
+#include "sidecar.h"
+#include "stacks.h"
+#include "text.h"
+#include "workers.h"
+
+namespace Vexa::tool {
+namespace {
+
+constexpr std::uint64_t block_bytes = 8 << 20;
+/// What the library says when a block does not shrink, which threads have no room for.
+constexpr char const* does_not_shrink = "ZIP buffer unexpectedly too small.";
+
+std::unique_ptr<SampleSource> open_raw_input(ImportOptions const& options) {
+    if (options.shape.has_value() != options.type.has_value())
+        throw Failure(Exit::wrong_use, "--shape and --type belong together.");
+    if (!options.shape) return open_raw(options.input, read_sidecar(options.input));
+    ImageInfo info;
+    info.shape = parse_shape(*options.shape);
+    info.labels.resize(info.shape.size());
+    info.type = type_from_text(*options.type);
+    if (info.element_size() == 0)
+        throw Failure(Exit::wrong_use, fmt::format("\"{}\" is no type of samples.", *options.type));
+    return open_raw(options.input, info);
+}
+
+std::unique_ptr<SampleSource> open_input(ImportOptions const& options) {
+    if (lower_ending(options.input) == ".raw" || options.shape || options.type)
+        return open_raw_input(options);
+    return open_image(options.input);
+}
+
+void check_shape(std::filesystem::path const& path, ImageInfo const& info) {
+    for (auto const size : info.shape)
+        if (size > 0xFFFFFFFF)
+            throw Failure(Exit::no_input, fmt::format("{}: an axis of {} samples is too long for a stack.",
+                                                      path.string(), size));
+}
+
+void describe(bf::StackInterface& stack, ImageInfo const& info, ImportOptions const& options) {
+    stack.set_name(options.name.value_or(options.input.stem().string()));
+    stack.set_description(options.description.value_or(info.description));
+    stack.set_labels(info.labels);
+    for (std::size_t axis = 0; axis < info.pixel_lengths.size(); ++axis) {
+        if (!(info.pixel_lengths[axis] > 0)) continue;
+        units::RuntimeValue metre;
+        metre.set_value("m", 1.0);
+        stack.set_units(axis, metre);
+        stack.set_length(axis, info.pixel_lengths[axis] * static_cast<double>(info.shape[axis]));
+        stack.set_offset(axis, 0.0);
+    }
+}
+
+void copy_samples(SampleSource& source, bf::StackInterface& stack) {
+    auto const& info = source.info();
+    auto const total = info.elements();
+    if (total == 0) return stack.write_end(info.type);
+    auto const block =
+        std::min<std::uint64_t>(std::max<std::uint64_t>(block_bytes / info.element_size(), 1), total);
+    std::vector<unsigned char> buffer(block * info.element_size());
+    Progress progress("importing", total * info.element_size());
+    for (std::uint64_t done = 0; done < total;) {
+        auto const n = std::min(block, total - done);
+        source.read(buffer.data(), n);
+        stack.write(info.type, buffer.data(), nullptr, n);
+        progress.add(n * info.element_size());
+        done += n;
+    }
+}
+
+void import_once(ImportOptions const& options, OutputFile const& output, unsigned threads, bool warn) {
+    auto const source = open_input(options);
+    check_shape(options.input, source->info());
+    Workers workers(threads);
+    auto const file = create_file(false);
+    file->open(output.path(), bf::DiskFile::Mode::create);
+    file->set_threading_support(workers.support());
+    auto const stack = file->add_stack(source->info().type, source->info().shape, false);
+    describe(*stack, source->info(), options);
+    stack->set_compression(options.level > 0 ? 1 : 0, options.level);
+    copy_samples(*source, *stack);
+    file->close();
+    for (std::size_t i = 0; warn && i < source->warnings().size(); ++i)
+        complain(printable(source->warnings()[i]));
+}
+
+} // namespace
+
+Exit run_import(ImportOptions const& options) {
+    OutputFile output(options.output, options.force);
+    try {
+        try {
+            import_once(options, output, options.threads, true);
+        } catch (std::runtime_error const& error) {
+            if (options.threads < 2 || std::string(error.what()) != does_not_shrink) throw;
+            import_once(options, output, 1, false);
+        }
+    } catch (Failure const&) {
+        throw;
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const& error) {
+        throw Failure(Exit::output_failed, fmt::format("{}: {}", options.output.string(), error.what()));
+    }
+    output.publish();
+    return Exit::done;
+}
+
+} // namespace Vexa::tool

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+/// How the reader and the writer pass over runs of bytes that need no care.
+namespace JSON::detail {
+
+inline constexpr std::uint64_t each_byte = 0x0101010101010101, high_bits = 0x8080808080808080;
+
+/// Eight bytes at \p pos, the first in the lowest bits.
+inline std::uint64_t load_eight(char const* pos) {
+    std::uint64_t word;
+    std::memcpy(&word, pos, sizeof word);
+    return word;
+}
+
+/// The high bit of each byte that is \p c, and perhaps of bytes behind the first such one.
+inline std::uint64_t match(std::uint64_t word, char c) {
+    std::uint64_t const zeros = word ^ each_byte * static_cast<unsigned char>(c);
+    return (zeros - each_byte) & ~zeros & high_bits;
+}
+/// The same for bytes below 0x20.
+inline std::uint64_t match_controls(std::uint64_t word) {
+    return (word - each_byte * 0x20) & ~word & high_bits;
+}
+
+/// The first byte for which \p word_has marks a high bit, or \p end. \p is_it decides over single bytes.
+template <typename Word_Has, typename Is_It>
+char const* find_run_end(char const* pos, char const* end, Word_Has word_has, Is_It is_it) {
+    while (end - pos >= 8) {
+        if (std::uint64_t const found = word_has(load_eight(pos)))
+            return pos + (std::countr_zero(found) >> 3);
+        pos += 8;
+    }
+    while (pos != end && !is_it(*pos)) ++pos;
+    return pos;
+}
+
+/// The end of the run of bytes that stand for themselves inside a string.
+inline char const* end_of_plain_text(char const* pos, char const* end) {
+    return find_run_end(
+        pos, end, [](std::uint64_t word) { return match(word, '"') | match(word, '\\'); },
+        [](char c) { return c == '"' || c == '\\'; });
+}
+
+/// The end of the run of bytes that are written as they are.
+inline char const* end_of_unescaped(char const* pos, char const* end) {
+    return find_run_end(
+        pos, end,
+        [](std::uint64_t word) { return match(word, '"') | match(word, '\\') | match_controls(word); },
+        [](char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; });
+}
+
+inline bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+/// What a byte is to a number: nothing, a part of it, or a part that makes it a real.
+enum class Number_Byte : unsigned char { none, part, real };
+
+inline constexpr std::array<Number_Byte, 256> number_bytes = [] {
+    std::array<Number_Byte, 256> table{};
+    for (unsigned char const c : {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', '+', '-'})
+        table[c] = Number_Byte::part;
+    for (unsigned char const c : {'.', 'e', 'E'}) table[c] = Number_Byte::real;
+    return table;
+}();
+
+inline Number_Byte number_byte(char c) { return number_bytes[static_cast<unsigned char>(c)]; }
+
+} // namespace JSON::detail
