@@ -232,7 +232,8 @@ TEST(ZippedSegment, WriteEndThatFailedCanBeRepeated) {
             } catch (std::runtime_error const&) {
             }
             failing.write_calls = FailingDevice::unlimited;
-            EXPECT_EQ(segment.write_end(), file.bytes.size());
+            unsigned long const size = segment.write_end();
+            EXPECT_EQ(size, file.bytes.size());
             EXPECT_EQ(plain_uncompress(file.bytes, data.size()), data);
         }
 }
