@@ -108,7 +108,7 @@ ImageInfo read_sidecar(std::filesystem::path const& raw) {
         return parse(JSON::parse(text));
     } catch (Nonsense const& nonsense) {
         throw Failure(Exit::damaged, fmt::format("{}: {}.", path.string(), nonsense.text));
-    } catch (JSON::Reader::Unexpected const& error) {
+    } catch (std::runtime_error const& error) { // from the parser
         throw Failure(Exit::damaged, fmt::format("{}: {}", path.string(), error.what()));
     }
 }

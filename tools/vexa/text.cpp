@@ -221,6 +221,10 @@ std::string unit_text(units::RuntimeValue const& unit) {
     if (unit.is_dimensionless() && unit.value == 1.0) return {};
     std::string number, name;
     unit.format(number, name, 6, units::format_flags::text_form | units::format_flags::prefixes, -100, 100);
+    // The number comes with all its digits, "1.00000".
+    double value = 0;
+    auto const* const end = number.data() + number.size();
+    if (std::from_chars(number.data(), end, value).ptr == end) number = fmt::format("{:g}", value);
     if (name.empty()) return number;
     return number == "1" ? name : number + " " + name;
 }
