@@ -22,15 +22,15 @@ namespace Vexa::bf {
 
 /// A VBF file: stacks in the order they were added, a description, and named tags.
 ///
-/// Made by Vexa::create_file() or Vexa::open_file() and held by std::shared_ptr. A file is finished by close()
-/// or detach(). The destructor finishes it too, with unfinished stacks padded, but swallows what goes wrong. A
-/// file that was never finished can't be opened.
+/// Made by Vexa::create_file() or Vexa::open_file() and held by std::shared_ptr. A file is finished by
+/// close() or detach(). The destructor finishes it too, with unfinished stacks padded, but swallows what goes
+/// wrong. A file that was never finished can't be opened.
 ///
 /// Owns: its stacks, and a stream from open(). Borrows: a stream from attach(), until detach().
 /// Failures: std::runtime_error "File not open." without a stream; VexaError "Failed reading {n} bytes from
 /// file: {reason}", "Failed writing {n} bytes to file: {reason}", "Failed flushing data to file: {reason}",
-/// "Failed seeking in file: {reason}". A length or count in a file that the file cannot hold is told like a read
-/// that comes up short, before any memory is taken for it.
+/// "Failed seeking in file: {reason}". A length or count in a file that the file cannot hold is told like a
+/// read that comes up short, before any memory is taken for it.
 /// Threads: a file and all of its stacks belong to one thread at a time. The library starts none.
 class VEXA_API FileInterface {
 public:
