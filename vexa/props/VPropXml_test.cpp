@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 #include <locale>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -286,6 +287,20 @@ TEST(XmlRoundTrip, AnyText) {
             EXPECT_EQ(round_trip(in_array, format), in_array);
         }
     }
+}
+
+TEST(XmlRoundTrip, SeparateTreesOnSeparateThreads) {
+    auto const work = [](int seed) {
+        for (int i = 0; i < 50; ++i) {
+            VProp p;
+            p["a{2}.b"] = seed + i;
+            p["c"] = VPropstring::from_utf8(std::to_string(seed));
+            EXPECT_EQ(round_trip(p), p);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work, 1000 * i);
+    for (auto& thread : threads) thread.join();
 }
 
 TEST(XmlRoundTrip, ClassicNumbersUnderAnyLocale) {
