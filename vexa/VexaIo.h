@@ -1,6 +1,56 @@
 #pragma once
 
-/// \file Everything of the library but the network client.
+/// \file
+/// Everything of the library but the network client.
 
+#include <vexa/arrays/Array.h>
+#include <vexa/arrays/Object.h>
+#include <vexa/arrays/Region.h>
+#include <vexa/arrays/StackImp.h>
+#include <vexa/arrays/StackInfoImp.h>
+#include <vexa/arrays/StackInfoInterface.h>
+#include <vexa/arrays/StackPosition.h>
+#include <vexa/arrays/StackView.h>
+#include <vexa/arrays/Utilities.h>
+#include <vexa/bf/ChunkedSegment.h>
+#include <vexa/bf/DiskFile.h>
+#include <vexa/bf/DiskFileAccess.h>
+#include <vexa/bf/FileImp.h>
+#include <vexa/bf/FileInterface.h>
+#include <vexa/bf/StackImp.h>
+#include <vexa/bf/StackInterface.h>
+#include <vexa/bf/WriteModeFlags.h>
+#include <vexa/bf/ZippedSegment.h>
+#include <vexa/foundation/Function.h>
 #include <vexa/foundation/error.h>
+#include <vexa/foundation/exclusive_access.h>
+#include <vexa/foundation/export.h>
+#include <vexa/foundation/flags.h>
+#include <vexa/foundation/io.h>
+#include <vexa/foundation/make_shared.h>
+#include <vexa/foundation/strings.h>
 #include <vexa/foundation/types.h>
+#include <vexa/foundation/utility.h>
+#include <vexa/json/Bad_Access.h>
+#include <vexa/json/Base64.h>
+#include <vexa/json/Number.h>
+#include <vexa/json/Reader.h>
+#include <vexa/json/Time_Point.h>
+#include <vexa/json/Uuid.h>
+#include <vexa/json/Value.h>
+#include <vexa/json/Value_Cast.h>
+#include <vexa/json/Writer.h>
+#include <vexa/props/VPropFormat.h>
+#include <vexa/props/VPropXmlExport.h>
+#include <vexa/props/VPropXmlParser.h>
+#include <vexa/props/VexaProps.h>
+#include <vexa/props/proparr.h>
+#include <vexa/props/propcompare.h>
+#include <vexa/props/props.h>
+#include <vexa/props/propstring.h>
+#include <vexa/props/propvisitor.h>
+#include <vexa/units/BaseUnit.h>
+#include <vexa/units/Fraction.h>
+#include <vexa/units/RuntimeValue.h>
+#include <vexa/units/Value.h>
+#include <vexa/units/constants.h>

@@ -88,7 +88,8 @@ std::unique_ptr<Output> make_output(CatOptions const& options, bf::StackInterfac
                                     std::vector<AxisRange> const& region) {
     auto const size = vexa_dt_get_size(stack.type());
     if (size == 0)
-        throw Failure(Exit::no_input, "Samples of type " + type_text(stack.type()) + " have no size and can't be read.");
+        throw Failure(Exit::no_input,
+                      "Samples of type " + type_text(stack.type()) + " have no size and can't be read.");
     if (options.json) return std::make_unique<JsonOutput>(stack, region);
     if (options.raw) return std::make_unique<RawOutput>(size);
     return std::make_unique<TextOutput>(stack.type(), size);
@@ -103,8 +104,8 @@ std::uint64_t thin_out(unsigned char* samples, std::uint64_t count, std::uint64_
     return kept;
 }
 
-void read_run(bf::StackInterface const& stack, AxisRange const& axis, std::uint64_t position, std::uint64_t length,
-              std::vector<unsigned char>& buffer, Output& output) {
+void read_run(bf::StackInterface const& stack, AxisRange const& axis, std::uint64_t position,
+              std::uint64_t length, std::vector<unsigned char>& buffer, Output& output) {
     auto const size = vexa_dt_get_size(stack.type());
     // Pieces begin at samples that are wanted; samples that lie far apart are read one by one.
     auto const room = piece_bytes / size;

@@ -7,15 +7,16 @@
 
 #include "failure.h"
 
-/// The commands of the tool. Each prints its results on standard output and all else on standard error; what ends
-/// it early is a Failure.
+/// The commands of the tool. Each prints its results on standard output and all else on standard error; what
+/// ends it early is a Failure.
 namespace Vexa::tool {
 
 struct LsOptions {
     std::vector<std::filesystem::path> files;
     bool json = false;
 };
-/// A line for each stack. Goes on with the next file when one can't be read, and returns the worst of their codes.
+/// A line for each stack. Goes on with the next file when one can't be read, and returns the worst of their
+/// codes.
 Exit run_ls(LsOptions const& options);
 
 struct InfoOptions {

@@ -23,7 +23,8 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 extern "C" void on_signal(int) { interrupted = true; }
 
 [[noreturn]] void output_failed() {
-    throw Failure(Exit::output_failed, fmt::format("Cannot write to standard output: {}", std::strerror(errno)));
+    throw Failure(Exit::output_failed,
+                  fmt::format("Cannot write to standard output: {}", std::strerror(errno)));
 }
 
 } // namespace
@@ -65,8 +66,8 @@ std::string styled(Style style, std::string_view text) {
 }
 
 Progress::Progress(std::string_view what, std::uint64_t total)
-    : what_(what), total_(total), terminal_(::isatty(STDERR_FILENO)), begin_(std::chrono::steady_clock::now()),
-      next_(begin_ + std::chrono::seconds(1)) {}
+    : what_(what), total_(total), terminal_(::isatty(STDERR_FILENO)),
+      begin_(std::chrono::steady_clock::now()), next_(begin_ + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {
     if (shown_) std::fputs("\r\x1b[K", stderr);
@@ -84,10 +85,11 @@ void Progress::show(std::chrono::steady_clock::time_point now) {
     next_ = now + std::chrono::milliseconds(100);
     auto const seconds = std::chrono::duration<double>(now - begin_).count();
     auto const rate = byte_text(static_cast<std::uint64_t>(static_cast<double>(done_) / seconds));
-    auto const line =
-        total_ == 0 ? fmt::format("\r\x1b[K{}: {}, {}/s", what_, byte_text(done_), rate)
-                    : fmt::format("\r\x1b[K{}: {:3.0f} % of {}, {}/s", what_,
-                                  100.0 * static_cast<double>(done_) / static_cast<double>(total_), byte_text(total_), rate);
+    auto const line = total_ == 0
+                          ? fmt::format("\r\x1b[K{}: {}, {}/s", what_, byte_text(done_), rate)
+                          : fmt::format("\r\x1b[K{}: {:3.0f} % of {}, {}/s", what_,
+                                        100.0 * static_cast<double>(done_) / static_cast<double>(total_),
+                                        byte_text(total_), rate);
     std::fputs(line.c_str(), stderr);
     std::fflush(stderr);
 }

@@ -25,7 +25,8 @@ enum class Style { heading, good, bad };
 /// The text with colour codes, when standard output is a terminal and NO_COLOR is not set.
 std::string styled(Style style, std::string_view text);
 
-/// A line on standard error that says how far the work is. It shows only on a terminal, and only after a second.
+/// A line on standard error that says how far the work is. It shows only on a terminal, and only after a
+/// second.
 class Progress {
 public:
     /// \param total bytes in all, 0 when unknown

@@ -1,5 +1,5 @@
-#include <charconv>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -27,7 +27,8 @@ constexpr std::uint64_t most_pixels = 1 << 28; ///< of a PNG file, whose plane i
 bool is_length(units::RuntimeValue const& unit) {
     if (!unit.valid) return false;
     for (std::size_t i = 0; i < unit.exponents.size(); ++i)
-        if (unit.exponents[i].numerator != (i == 0 ? 1 : 0) || unit.exponents[i].denominator != 1) return false;
+        if (unit.exponents[i].numerator != (i == 0 ? 1 : 0) || unit.exponents[i].denominator != 1)
+            return false;
     return true;
 }
 
@@ -40,8 +41,8 @@ ImageInfo describe(bf::StackInterface const& stack) {
     info.pixel_lengths.assign(info.shape.size(), 0.0);
     for (std::size_t axis = 0; axis < info.shape.size(); ++axis)
         if (is_length(stack.units(axis)) && info.shape[axis] != 0)
-            info.pixel_lengths[axis] =
-                std::abs(stack.length(axis) * stack.units(axis).value) / static_cast<double>(info.shape[axis]);
+            info.pixel_lengths[axis] = std::abs(stack.length(axis) * stack.units(axis).value) /
+                                       static_cast<double>(info.shape[axis]);
     return info;
 }
 
@@ -83,9 +84,10 @@ std::vector<AxisRange> plane_region(ExportOptions const& options, ImageInfo cons
     std::uint64_t planes = 1;
     for (auto const size : others) planes *= size;
     if (!options.plane && planes != 1)
-        throw Failure(Exit::wrong_use, fmt::format("The stack has {} planes; --plane says which one, by the indices "
-                                                   "of {}, slowest axis first.",
-                                                   planes, shape_text(others)));
+        throw Failure(Exit::wrong_use,
+                      fmt::format("The stack has {} planes; --plane says which one, by the indices "
+                                  "of {}, slowest axis first.",
+                                  planes, shape_text(others)));
     auto const indices = parse_region(options.plane.value_or(""), others);
     std::vector<AxisRange> region;
     for (std::size_t axis = 0, other = 0; axis < info.shape.size(); ++axis) {
@@ -127,7 +129,8 @@ void export_png(ExportOptions const& options, bf::StackInterface const& stack, I
             row.resize(length * size);
             unsigned long at = position;
             stack.read(info.type, row.data(), nullptr, length, at);
-            for (std::uint64_t i = 0; i < length; ++i) values.push_back(sample_value(row.data() + i * size, info.type));
+            for (std::uint64_t i = 0; i < length; ++i)
+                values.push_back(sample_value(row.data() + i * size, info.type));
             progress.add(length * size);
         });
     });
@@ -136,7 +139,8 @@ void export_png(ExportOptions const& options, bf::StackInterface const& stack, I
                                       static_cast<std::uint32_t>(height), options.bits, *range);
     write_png(output, picture);
     output.publish();
-    complain(fmt::format("{}: black is {}, white is {}.", options.output.string(), range->black, range->white));
+    complain(
+        fmt::format("{}: black is {}, white is {}.", options.output.string(), range->black, range->white));
 }
 
 } // namespace
@@ -149,19 +153,24 @@ Exit run_export(ExportOptions const& options) {
     auto const info = describe(*stack);
     if (info.shape.empty()) throw Failure(Exit::wrong_use, "A stack without axes has nothing to export.");
     if (info.element_size() == 0)
-        throw Failure(Exit::no_input,
-                      fmt::format("Samples of type {} have no size and can't be read.", type_text(info.type)));
+        throw Failure(Exit::no_input, fmt::format("Samples of type {} have no size and can't be read.",
+                                                  type_text(info.type)));
     auto const ending = lower_ending(options.output);
     if (ending != ".png" && (options.plane || options.range))
         throw Failure(Exit::wrong_use, "--plane and --range are for .png files.");
-    if (ending == ".npy") export_image(options, *stack, info, write_npy);
-    else if (ending == ".tif" || ending == ".tiff") export_image(options, *stack, info, write_tiff);
-    else if (ending == ".raw") export_raw(options, *stack, info);
-    else if (ending == ".png") export_png(options, *stack, info);
+    if (ending == ".npy")
+        export_image(options, *stack, info, write_npy);
+    else if (ending == ".tif" || ending == ".tiff")
+        export_image(options, *stack, info, write_tiff);
+    else if (ending == ".raw")
+        export_raw(options, *stack, info);
+    else if (ending == ".png")
+        export_png(options, *stack, info);
     else
-        throw Failure(Exit::wrong_use,
-                      fmt::format("{}: don't know how to write '{}' files; .npy, .tif, .tiff, .raw and .png are known.",
-                                  options.output.string(), ending));
+        throw Failure(
+            Exit::wrong_use,
+            fmt::format("{}: don't know how to write '{}' files; .npy, .tif, .tiff, .raw and .png are known.",
+                        options.output.string(), ending));
     return Exit::done;
 }
 

@@ -34,7 +34,8 @@ std::unique_ptr<SampleSource> open_raw_input(ImportOptions const& options) {
 }
 
 std::unique_ptr<SampleSource> open_input(ImportOptions const& options) {
-    if (lower_ending(options.input) == ".raw" || options.shape || options.type) return open_raw_input(options);
+    if (lower_ending(options.input) == ".raw" || options.shape || options.type)
+        return open_raw_input(options);
     return open_image(options.input);
 }
 
@@ -63,7 +64,8 @@ void copy_samples(SampleSource& source, bf::StackInterface& stack) {
     auto const& info = source.info();
     auto const total = info.elements();
     if (total == 0) return stack.write_end(info.type);
-    auto const block = std::min<std::uint64_t>(std::max<std::uint64_t>(block_bytes / info.element_size(), 1), total);
+    auto const block =
+        std::min<std::uint64_t>(std::max<std::uint64_t>(block_bytes / info.element_size(), 1), total);
     std::vector<unsigned char> buffer(block * info.element_size());
     Progress progress("importing", total * info.element_size());
     for (std::uint64_t done = 0; done < total;) {
@@ -87,7 +89,8 @@ void import_once(ImportOptions const& options, OutputFile const& output, unsigne
     stack->set_compression(options.level > 0 ? 1 : 0, options.level);
     copy_samples(*source, *stack);
     file->close();
-    for (std::size_t i = 0; warn && i < source->warnings().size(); ++i) complain(printable(source->warnings()[i]));
+    for (std::size_t i = 0; warn && i < source->warnings().size(); ++i)
+        complain(printable(source->warnings()[i]));
 }
 
 } // namespace

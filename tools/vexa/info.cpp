@@ -21,10 +21,11 @@ std::string cut(std::string text) {
 
 std::string axis_line(bf::StackInterface const& stack, std::size_t axis) {
     auto const unit = unit_text(stack.units(axis));
-    return fmt::format("  axis {}: {} samples, length {}, offset {}{}{}{}\n", axis, stack.shape()[axis],
-                       stack.length(axis), stack.offset(axis), unit.empty() ? "" : ", unit " + unit,
-                       stack.label(axis).empty() ? "" : fmt::format(", label \"{}\"", printable(stack.label(axis))),
-                       stack.is_equidistant(axis) ? "" : ", column positions");
+    return fmt::format(
+        "  axis {}: {} samples, length {}, offset {}{}{}{}\n", axis, stack.shape()[axis], stack.length(axis),
+        stack.offset(axis), unit.empty() ? "" : ", unit " + unit,
+        stack.label(axis).empty() ? "" : fmt::format(", label \"{}\"", printable(stack.label(axis))),
+        stack.is_equidistant(axis) ? "" : ", column positions");
 }
 
 std::string storage_text(bf::StackInterface& stack) {
@@ -32,10 +33,11 @@ std::string storage_text(bf::StackInterface& stack) {
     auto const number = [&](char const* key) { return JSON::dump(whole.get<JSON::Value>(key), false); };
     auto const chunks = whole.get<JSON::Value>("chunk_records").get<JSON::List>().size();
     std::string text;
-    text += fmt::format("  stored: {} at {}, compression {} level {}, {} flush positions of {} bytes, {} pieces\n",
-                        byte_text(stored_bytes(stack)), number("data_start_position"), number("compression"),
-                        number("compression_level"), number("flush_positions"), number("flush_block_size"),
-                        chunks + (stored_bytes(stack) == 0 ? 0 : 1));
+    text += fmt::format(
+        "  stored: {} at {}, compression {} level {}, {} flush positions of {} bytes, {} pieces\n",
+        byte_text(stored_bytes(stack)), number("data_start_position"), number("compression"),
+        number("compression_level"), number("flush_positions"), number("flush_block_size"),
+        chunks + (stored_bytes(stack) == 0 ? 0 : 1));
     text += fmt::format("  samples: {} in the shape, {} written, {}\n", stack.number_of_elements(),
                         stack.samples_written(), state_text(stack));
     return text;
@@ -50,7 +52,8 @@ std::string tag_text(bf::StackInterface const& stack, std::string const& key) {
 
 std::string stack_text(bf::StackInterface& stack, unsigned long index) {
     auto text = styled(Style::heading, fmt::format("stack {}: {}", index, printable(stack.name()))) + "\n";
-    if (!stack.description().empty()) text += fmt::format("  description: {}\n", printable(stack.description()));
+    if (!stack.description().empty())
+        text += fmt::format("  description: {}\n", printable(stack.description()));
     auto const unit = unit_text(stack.data_units());
     text += fmt::format("  {} samples of {}{}\n", shape_text(stack.shape()), type_text(stack.type()),
                         unit.empty() ? "" : " in " + unit);
@@ -65,7 +68,8 @@ std::string file_text(JSON::Value const& whole, std::filesystem::path const& pat
     auto text = styled(Style::heading, printable(path.string())) + "\n";
     if (auto const description = whole.get<std::string>("description"); !description.empty())
         text += fmt::format("  description: {}\n", printable(description));
-    text += fmt::format("  format version {}, tags at {}\n", number("format_version"), number("metadata_position"));
+    text += fmt::format("  format version {}, tags at {}\n", number("format_version"),
+                        number("metadata_position"));
     for (auto const& [key, length] : whole.get<JSON::Value>("tags").get<JSON::Map>())
         text += fmt::format("  tag {}: {} bytes\n", printable(key), JSON::dump(length, false));
     return text;

@@ -46,7 +46,8 @@ Exit run_ls(LsOptions const& options) {
             }
             auto const file = open_vbf(path);
             auto const table = stack_table(*file);
-            if (options.files.size() > 1) put(fmt::format("{}{}:\n", first ? "" : "\n", printable(path.string())));
+            if (options.files.size() > 1)
+                put(fmt::format("{}{}:\n", first ? "" : "\n", printable(path.string())));
             put(table);
             first = false;
         } catch (Failure const& failure) {

@@ -40,7 +40,8 @@ std::int64_t number(std::string_view text) {
 
 AxisRange single(std::string_view text, std::uint64_t size) {
     auto const value = number(text);
-    auto const distance = value < 0 ? ~static_cast<std::uint64_t>(value) + 1 : static_cast<std::uint64_t>(value);
+    auto const distance =
+        value < 0 ? ~static_cast<std::uint64_t>(value) + 1 : static_cast<std::uint64_t>(value);
     if (value < 0 ? distance > size : distance >= size)
         refuse(fmt::format("The index {} lies outside of an axis of {}.", value, size));
     return {value < 0 ? size - distance : distance, 1, 1, true};
@@ -75,7 +76,8 @@ AxisRange range(std::string_view text, std::uint64_t size) {
 
 std::vector<AxisRange> parse_region(std::string_view text, std::vector<unsigned long> const& shape) {
     text = trimmed(text);
-    if (text.size() >= 2 && text.front() == '[' && text.back() == ']') text = trimmed(text.substr(1, text.size() - 2));
+    if (text.size() >= 2 && text.front() == '[' && text.back() == ']')
+        text = trimmed(text.substr(1, text.size() - 2));
     std::vector<std::string_view> parts;
     if (!text.empty()) parts = split(text, ',');
     auto const gap = std::find(parts.begin(), parts.end(), "...");
@@ -86,7 +88,8 @@ std::vector<AxisRange> parse_region(std::string_view text, std::vector<unsigned 
         parts.resize(shape.size(), ":");
     } else {
         auto const at = parts.erase(gap);
-        if (std::find(parts.begin(), parts.end(), "...") != parts.end()) refuse("A region may have one \"...\" only.");
+        if (std::find(parts.begin(), parts.end(), "...") != parts.end())
+            refuse("A region may have one \"...\" only.");
         parts.insert(at, shape.size() - named, ":");
     }
     std::vector<AxisRange> region;

@@ -20,8 +20,10 @@ TEST(Region, EmptyTextTakesEverything) {
 }
 
 TEST(Region, SlowestAxisComesFirst) {
-    EXPECT_THAT(parse_region("3, :, 100:200", {512, 256, 64}), ElementsAre(AxisRange{100, 100}, all(256), one(3)));
-    EXPECT_THAT(parse_region("[3,:,100:200]", {512, 256, 64}), ElementsAre(AxisRange{100, 100}, all(256), one(3)));
+    EXPECT_THAT(parse_region("3, :, 100:200", {512, 256, 64}),
+                ElementsAre(AxisRange{100, 100}, all(256), one(3)));
+    EXPECT_THAT(parse_region("[3,:,100:200]", {512, 256, 64}),
+                ElementsAre(AxisRange{100, 100}, all(256), one(3)));
 }
 
 TEST(Region, AxesNotNamedAreTakenWhole) {
@@ -51,22 +53,27 @@ TEST(Region, EndsAreCutToTheAxis) {
 TEST(Region, StepsCountWhatTheyTake) {
     EXPECT_THAT(parse_region("::2", {5}), ElementsAre(AxisRange{0, 3, 2}));
     EXPECT_THAT(parse_region("1:5:2", {5}), ElementsAre(AxisRange{1, 2, 2}));
-    EXPECT_THAT(parse_region("::9223372036854775807", {5}), ElementsAre(AxisRange{0, 1, 9223372036854775807ull}));
+    EXPECT_THAT(parse_region("::9223372036854775807", {5}),
+                ElementsAre(AxisRange{0, 1, 9223372036854775807ull}));
 }
 
 TEST(Region, WhatMakesNoSenseIsRefused) {
-    VEXA_EXPECT_FAILURE(parse_region("1,2", {5}), Exit::wrong_use, "The region names 2 axes and the stack has 1.");
+    VEXA_EXPECT_FAILURE(parse_region("1,2", {5}), Exit::wrong_use,
+                        "The region names 2 axes and the stack has 1.");
     VEXA_EXPECT_FAILURE(parse_region("5", {5}), Exit::wrong_use, "The index 5 lies outside of an axis of 5.");
-    VEXA_EXPECT_FAILURE(parse_region("-6", {5}), Exit::wrong_use, "The index -6 lies outside of an axis of 5.");
+    VEXA_EXPECT_FAILURE(parse_region("-6", {5}), Exit::wrong_use,
+                        "The index -6 lies outside of an axis of 5.");
     VEXA_EXPECT_FAILURE(parse_region("-9223372036854775808", {5}), Exit::wrong_use,
                         "The index -9223372036854775808 lies outside of an axis of 5.");
     VEXA_EXPECT_FAILURE(parse_region("x", {5}), Exit::wrong_use, "\"x\" is no index or range of a region.");
-    VEXA_EXPECT_FAILURE(parse_region("1,", {5, 5}), Exit::wrong_use, "\"\" is no index or range of a region.");
+    VEXA_EXPECT_FAILURE(parse_region("1,", {5, 5}), Exit::wrong_use,
+                        "\"\" is no index or range of a region.");
     VEXA_EXPECT_FAILURE(parse_region("1:2:3:4", {5}), Exit::wrong_use,
                         "\"1:2:3:4\" is no index or range of a region.");
     VEXA_EXPECT_FAILURE(parse_region("::0", {5}), Exit::wrong_use, "Steps of a region must be 1 or more.");
     VEXA_EXPECT_FAILURE(parse_region("::-1", {5}), Exit::wrong_use, "Steps of a region must be 1 or more.");
-    VEXA_EXPECT_FAILURE(parse_region("..., ...", {5}), Exit::wrong_use, "A region may have one \"...\" only.");
+    VEXA_EXPECT_FAILURE(parse_region("..., ...", {5}), Exit::wrong_use,
+                        "A region may have one \"...\" only.");
     VEXA_EXPECT_FAILURE(parse_region("99999999999999999999", {5}), Exit::wrong_use,
                         "\"99999999999999999999\" is no index or range of a region.");
 }
@@ -79,10 +86,12 @@ TEST(Region, ShapeLeavesSingleIndicesOut) {
     EXPECT_EQ(region_size({}), 0u);
 }
 
-std::vector<std::pair<std::uint64_t, std::uint64_t>> runs(std::string_view text, std::vector<unsigned long> const& shape) {
+std::vector<std::pair<std::uint64_t, std::uint64_t>> runs(std::string_view text,
+                                                          std::vector<unsigned long> const& shape) {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> result;
-    for_each_run(parse_region(text, shape), shape,
-                 [&](std::uint64_t position, std::uint64_t length) { result.emplace_back(position, length); });
+    for_each_run(parse_region(text, shape), shape, [&](std::uint64_t position, std::uint64_t length) {
+        result.emplace_back(position, length);
+    });
     return result;
 }
 

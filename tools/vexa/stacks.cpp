@@ -34,9 +34,12 @@ template <typename T>
 JSON::Value list_of(std::vector<T> const& values) {
     JSON::List list;
     for (auto const& value : values) {
-        if constexpr (std::is_same_v<T, double>) list.push_back(json_number(value));
-        else if constexpr (std::is_same_v<T, std::string>) list.push_back(as_utf8(value));
-        else list.push_back(JSON::Number(value));
+        if constexpr (std::is_same_v<T, double>)
+            list.push_back(json_number(value));
+        else if constexpr (std::is_same_v<T, std::string>)
+            list.push_back(as_utf8(value));
+        else
+            list.push_back(JSON::Number(value));
     }
     return list;
 }
@@ -104,8 +107,8 @@ std::string axis_units_text(bf::StackInterface const& stack) {
 }
 
 std::size_t width_of(std::string const& text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 } // namespace
@@ -119,8 +122,9 @@ FilePtr open_vbf(std::filesystem::path const& path) {
     } catch (std::exception const& error) {
         std::string const reason = error.what();
         bool const foreign = reason == "No VBF file header found." || InputFile(path).size() < 26;
-        throw Failure(foreign ? Exit::no_input : Exit::damaged,
-                      fmt::format("{}: {}", path.string(), foreign ? "No VBF file header found." : printable(reason)));
+        throw Failure(
+            foreign ? Exit::no_input : Exit::damaged,
+            fmt::format("{}: {}", path.string(), foreign ? "No VBF file header found." : printable(reason)));
     }
 }
 
@@ -132,21 +136,24 @@ unsigned long find_stack(bf::FileInterface const& file, std::string const& argum
         for (unsigned long index = count; index-- > 0;)
             if (file.get_stack(index)->name() == name) {
                 if (found != count)
-                    throw Failure(Exit::wrong_use,
-                                  fmt::format("The stacks {} and {} both have the name \"{}\"; use the index.", index,
-                                              found, printable(name)));
+                    throw Failure(
+                        Exit::wrong_use,
+                        fmt::format("The stacks {} and {} both have the name \"{}\"; use the index.", index,
+                                    found, printable(name)));
                 found = index;
             }
         if (found == count)
-            throw Failure(Exit::wrong_use, fmt::format("There is no stack with the name \"{}\".", printable(name)));
+            throw Failure(Exit::wrong_use,
+                          fmt::format("There is no stack with the name \"{}\".", printable(name)));
         return found;
     }
     unsigned long index = 0;
     auto const* const end = argument.data() + argument.size();
     auto const [at, error] = std::from_chars(argument.data(), end, index);
     if (error != std::errc() || at != end)
-        throw Failure(Exit::wrong_use, fmt::format("\"{}\" is neither the index of a stack nor \"=\" and its name.",
-                                                   printable(argument)));
+        throw Failure(Exit::wrong_use,
+                      fmt::format("\"{}\" is neither the index of a stack nor \"=\" and its name.",
+                                  printable(argument)));
     if (index >= count)
         throw Failure(Exit::wrong_use, fmt::format("There is no stack {}, the file has {}.", index, count));
     return index;
@@ -174,7 +181,8 @@ void for_each_block(bf::StackInterface const& stack,
     std::vector<unsigned char> buffer(block * size);
     for (std::uint64_t at = 0; at < total;) {
         unsigned long position = at;
-        auto const n = stack.read(stack.type(), buffer.data(), nullptr, std::min(block, total - at), position);
+        auto const n =
+            stack.read(stack.type(), buffer.data(), nullptr, std::min(block, total - at), position);
         if (n == 0) throw std::runtime_error("The stack ends too early.");
         take(buffer.data(), n);
         at += n;
@@ -192,7 +200,8 @@ std::uint64_t stored_bytes(bf::StackInterface const& stack) {
 
 std::uint64_t sample_bytes(bf::StackInterface const& stack) {
     std::uint64_t bytes = 0;
-    return __builtin_mul_overflow(vexa_dt_get_size(stack.type()), stack.number_of_elements(), &bytes) ? 0 : bytes;
+    return __builtin_mul_overflow(vexa_dt_get_size(stack.type()), stack.number_of_elements(), &bytes) ? 0
+                                                                                                      : bytes;
 }
 
 std::string state_text(bf::StackInterface& stack) {
@@ -208,8 +217,10 @@ JSON::Value stack_json(bf::StackInterface& stack, unsigned long index) {
     map["name"] = as_utf8(stack.name());
     map["description"] = as_utf8(stack.description());
     auto const type = type_text(stack.type());
-    if (!type.starts_with("0x")) map["type"] = type;
-    else map["type"] = nullptr;
+    if (!type.starts_with("0x"))
+        map["type"] = type;
+    else
+        map["type"] = nullptr;
     map["type_code"] = JSON::Number(stack.type());
     map["shape"] = list_of(stack.shape());
     map["lengths"] = list_of(stack.lengths());
@@ -218,7 +229,8 @@ JSON::Value stack_json(bf::StackInterface& stack, unsigned long index) {
     map["elements"] = JSON::Number(stack.number_of_elements());
     JSON::Map tags;
     for (auto const& key : stack.tag_keys())
-        tags[as_utf8(key)] = std::holds_alternative<JSON::Value>(std::as_const(stack).tag(key)) ? "json" : "xml";
+        tags[as_utf8(key)] =
+            std::holds_alternative<JSON::Value>(std::as_const(stack).tag(key)) ? "json" : "xml";
     map["tags"] = std::move(tags);
     put_units(map, stack);
     put_record(map, stack);

@@ -17,8 +17,8 @@ using FilePtr = std::shared_ptr<bf::FileInterface>;
 using StackPtr = std::shared_ptr<bf::StackInterface>;
 
 /// Open a VBF file for reading.
-/// \throws Failure with Exit::no_input when there is no such file or it is no VBF file, Exit::damaged when it is not
-/// closed or its records make no sense
+/// \throws Failure with Exit::no_input when there is no such file or it is no VBF file, Exit::damaged when it
+/// is not closed or its records make no sense
 FilePtr open_vbf(std::filesystem::path const& path);
 
 /// The stack that an argument names: its index, or "=" and its name.
@@ -36,8 +36,8 @@ void for_each_block(bf::StackInterface const& stack,
 std::uint64_t stored_bytes(bf::StackInterface const& stack);
 /// Bytes of all samples of the shape; 0 for types without element size.
 std::uint64_t sample_bytes(bf::StackInterface const& stack);
-/// "complete", "data-less", "short" (fewer samples were written than the shape has), "unreadable" (a type without
-/// element size).
+/// "complete", "data-less", "short" (fewer samples were written than the shape has), "unreadable" (a type
+/// without element size).
 std::string state_text(bf::StackInterface& stack);
 
 /// All of a stack but its samples.

@@ -27,7 +27,10 @@ std::size_t sequence_length(std::string_view text, std::size_t at) {
     auto const lead = static_cast<unsigned char>(text[at]);
     auto const next = at + 1 < text.size() ? static_cast<unsigned char>(text[at + 1]) : 0u;
     if (lead < 0x80) return 1;
-    std::size_t const length = lead >= 0xC2 && lead < 0xE0 ? 2 : (lead & 0xF0) == 0xE0 ? 3 : lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
+    std::size_t const length = lead >= 0xC2 && lead < 0xE0   ? 2
+                               : (lead & 0xF0) == 0xE0       ? 3
+                               : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                             : 0;
     for (std::size_t i = 1; i < length; ++i)
         if (!is_continuation(text, at + i)) return 0;
     // Overlong forms, surrogates and codes above 0x10FFFF.
@@ -41,8 +44,10 @@ template <typename Good, typename Bad>
 void for_each_character(std::string_view text, Good good, Bad bad) {
     for (std::size_t at = 0; at < text.size();) {
         auto const length = sequence_length(text, at);
-        if (length == 0) bad(static_cast<unsigned char>(text[at]));
-        else good(text.substr(at, length));
+        if (length == 0)
+            bad(static_cast<unsigned char>(text[at]));
+        else
+            good(text.substr(at, length));
         at += std::max<std::size_t>(length, 1);
     }
 }
@@ -83,7 +88,8 @@ void with_numbers(void const* from, int type, Function function) {
     case types::cplx_single: return function(sample<float>(from), sample<float>(from, 1));
     case types::cplx_double: return function(sample<double>(from), sample<double>(from, 1));
     case types::rgb_triple:
-        return function(sample<std::uint8_t>(from), sample<std::uint8_t>(from, 1), sample<std::uint8_t>(from, 2));
+        return function(sample<std::uint8_t>(from), sample<std::uint8_t>(from, 1),
+                        sample<std::uint8_t>(from, 2));
     default: throw std::logic_error("A type without samples.");
     }
 }
@@ -114,7 +120,9 @@ struct ToText {
     void operator()(T re, T im) const {
         text = fmt::format("{}{:+}j", re, im);
     }
-    void operator()(std::uint8_t a, std::uint8_t b, std::uint8_t c) const { text = fmt::format("{}/{}/{}", a, b, c); }
+    void operator()(std::uint8_t a, std::uint8_t b, std::uint8_t c) const {
+        text = fmt::format("{}/{}/{}", a, b, c);
+    }
 };
 
 struct ToJson {
@@ -152,8 +160,11 @@ std::string printable(std::string_view text) {
             auto const code = static_cast<unsigned char>(character.front());
             bool const control = code < 0x20 || code == 0x7F ||
                                  (code == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
-            if (!control) result += character;
-            else for (char const c : character) result += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+            if (!control)
+                result += character;
+            else
+                for (char const c : character)
+                    result += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
         },
         [&](unsigned char byte) { result += fmt::format("\\x{:02x}", byte); });
     return result;
@@ -197,8 +208,9 @@ std::vector<unsigned long> parse_shape(std::string_view text) {
         at = next;
         while (at != end && *at == ' ') ++at;
         if (error != std::errc() || (at != end && *at != ',') || shape.size() == 15)
-            throw Failure(Exit::wrong_use,
-                          fmt::format("\"{}\" is no shape: up to 15 numbers with commas between them.", text));
+            throw Failure(
+                Exit::wrong_use,
+                fmt::format("\"{}\" is no shape: up to 15 numbers with commas between them.", text));
         shape.insert(shape.begin(), size);
         if (at++ == end) return shape;
     }
@@ -209,6 +221,10 @@ std::string unit_text(units::RuntimeValue const& unit) {
     if (unit.is_dimensionless() && unit.value == 1.0) return {};
     std::string number, name;
     unit.format(number, name, 6, units::format_flags::text_form | units::format_flags::prefixes, -100, 100);
+    // The number comes with all its digits, "1.00000".
+    double value = 0;
+    auto const* const end = number.data() + number.size();
+    if (std::from_chars(number.data(), end, value).ptr == end) number = fmt::format("{:g}", value);
     if (name.empty()) return number;
     return number == "1" ? name : number + " " + name;
 }

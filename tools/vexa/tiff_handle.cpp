@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 namespace Vexa::tool {
@@ -46,6 +47,8 @@ int TiffHandle::on_error(TIFF*, void* self, char const*, char const* format, va_
 }
 
 int TiffHandle::on_warning(TIFF*, void* self, char const*, char const* format, va_list arguments) {
+    // Fields that a program made up for itself are usual and mean nothing to others.
+    if (std::string_view(format).starts_with("Unknown field")) return 1;
     note(static_cast<TiffHandle*>(self)->warnings_, format, arguments);
     return 1;
 }

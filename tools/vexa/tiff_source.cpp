@@ -80,8 +80,11 @@ private:
         throw Failure(Exit::no_input, fmt::format("{}: {}", path_.string(), what));
     }
     void take_warnings() {
-        for (auto const& text : handle_.take_warnings())
-            warnings_.push_back(fmt::format("{}: {}", path_.string(), text));
+        for (auto const& text : handle_.take_warnings()) {
+            auto const line = fmt::format("{}: {}", path_.string(), text);
+            if (std::find(warnings_.begin(), warnings_.end(), line) == warnings_.end())
+                warnings_.push_back(line);
+        }
     }
     template <typename T>
     T field(std::uint32_t tag, T otherwise) {
@@ -200,11 +203,16 @@ private:
     bool is_line(std::vector<unsigned long> const& shape, std::size_t fixed) const {
         return shape.size() + 1 == fixed && page_.height == 1 && pages_ == 1;
     }
+    /// An axis called X without a unit would be taken for micrometres, not for pixels.
+    void drop_labels() {
+        for (auto& label : info_.labels)
+            if (label != colour_label) label.clear();
+    }
     void take_resolution() {
         float const x = field<float>(TIFFTAG_XRESOLUTION, 0), y = field<float>(TIFFTAG_YRESOLUTION, 0);
         auto const unit = field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE);
         double const metres = unit == RESUNIT_CENTIMETER ? 0.01 : 0.0;
-        if (metres == 0 || !(x > 0) || !(y > 0)) return;
+        if (metres == 0 || !(x > 0) || !(y > 0)) return drop_labels();
         info_.pixel_lengths.assign(info_.shape.size(), 0.0);
         for (std::size_t axis = 0; axis < info_.labels.size(); ++axis) {
             if (info_.labels[axis] == "X") info_.pixel_lengths[axis] = metres / static_cast<double>(x);

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
-#include <regex>
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vexa/testing/expect_throws.h>
@@ -64,8 +64,9 @@ TEST(ArrayShare, MovesTheBytesIntoANamedObject) {
     EXPECT_TRUE(array.is_shared());
     EXPECT_EQ(array.size(), 3u);
     EXPECT_EQ(std::string(array.data(), 3), "abc");
-    std::regex const uuid("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
-    EXPECT_TRUE(std::regex_match(name, uuid)) << name;
+    auto const uuid =
+        testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+    EXPECT_THAT(name, uuid);
     struct stat status {};
     ASSERT_EQ(::stat(object_path(name).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0644u);

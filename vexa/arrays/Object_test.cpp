@@ -1,9 +1,9 @@
 #include <vexa/arrays/Object.h>
 
-#include <regex>
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vexa/testing/expect_throws.h>
@@ -16,9 +16,10 @@ class Thing : public Vexa::Object {};
 
 TEST(Object, GetsARandomUuidOfItsOwn) {
     Thing const first, second;
-    std::regex const uuid("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
-    EXPECT_TRUE(std::regex_match(first.id, uuid)) << first.id;
-    EXPECT_TRUE(std::regex_match(second.id, uuid)) << second.id;
+    auto const uuid =
+        testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+    EXPECT_THAT(first.id, uuid);
+    EXPECT_THAT(second.id, uuid);
     EXPECT_NE(first.id, second.id);
 }
 

@@ -13,6 +13,7 @@
 
 #include <vexa/foundation/error.h>
 #include <vexa/testing/expect_throws.h>
+#include <vexa/testing/failing_stream.h>
 #include <vexa/testing/temporary_folder.h>
 
 using Vexa::bf::DiskFile;
@@ -326,4 +327,62 @@ TEST_F(DiskFileTest, ThreadingSupportIsOneThreadUntilReplaced) {
     EXPECT_FALSE(file.threading_support().execute);
     file.set_threading_support({4, nullptr});
     EXPECT_EQ(file.threading_support().number_of_threads, 4u);
+}
+
+namespace {
+
+/// Write \p count pieces of \p size bytes and flush. \return the text of the failure, empty without one
+std::string write_and_flush(DiskFile& file, int count, std::size_t size) {
+    std::string const piece(size, 'x');
+    try {
+        for (int i = 0; i < count; ++i) file.write(piece.data(), piece.size());
+        file.flush_file_buffers();
+    } catch (VexaError const& error) {
+        return error.what();
+    }
+    return {};
+}
+
+} // namespace
+
+TEST(DiskFileOnAFullDisk, ReportsTheReasonWhereverTheSpaceEnds) {
+    for (std::size_t const size : {100ul, 5000ul})
+        for (unsigned long room = 0; room <= 10 * size; room += 777) {
+            Vexa::testing::FailingStream stream;
+            stream.write_bytes = room;
+            DiskFile file;
+            file.attach(stream.stream(), Mode::create);
+            std::string const text = write_and_flush(file, 10, size);
+            std::string const reason = std::strerror(ENOSPC);
+            bool const as_write =
+                text == "Failed writing " + std::to_string(size) + " bytes to file: " + reason;
+            bool const as_flush = text == "Failed flushing data to file: " + reason;
+            EXPECT_EQ(as_write || as_flush, room < 10 * size) << room << " " << text;
+            EXPECT_LE(stream.bytes.size(), room);
+            file.detach();
+        }
+}
+
+TEST(DiskFileOnAFullDisk, ReportsAFailureOfEveryWriteOfTheSystem) {
+    for (unsigned long calls = 0; calls < 3; ++calls) {
+        Vexa::testing::FailingStream stream;
+        stream.write_calls = calls;
+        DiskFile file;
+        file.attach(stream.stream(), Mode::create);
+        EXPECT_NE(write_and_flush(file, 40, 1000), "") << calls;
+        file.detach();
+    }
+}
+
+TEST(DiskFileOnABrokenDisk, ReportsTheReasonOfAFailedRead) {
+    Vexa::testing::FailingStream stream(std::vector<unsigned char>(10'000, 7));
+    stream.error = EIO;
+    stream.read_calls = 1;
+    DiskFile file;
+    file.attach(stream.stream(), Mode::read);
+    std::string bytes(10'000, ' ');
+    VEXA_EXPECT_THROWS(file.read(bytes.data(), bytes.size()), VexaError,
+                       with_reason("Failed reading 10000 bytes from file: ", EIO));
+    EXPECT_EQ(file.size(), 0u); // no descriptor behind it
+    file.detach();
 }

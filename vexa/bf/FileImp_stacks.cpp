@@ -92,7 +92,7 @@ void FileImp::settle(StackImp& earlier, bool next_is_chunk_wise) {
 
 void FileImp::write_stack(Vexa::arrays::StackInterface const* source, int type) {
     if (!source) throw std::invalid_argument("No stack given.");
-    auto const stack = FileInterface::add_stack(*source, type, false);
+    auto const stack = add_stack(*source, type, false);
     stack->write(source->type(), source->get_data_ptr(), nullptr, StackInterface::all);
 }
 

@@ -142,6 +142,7 @@ private:
     void write_at_position(Samples samples, FileImp& file);
     void commit(Samples& samples, FileImp& file);
     void settle_type(Samples const& samples);
+    void check_size() const;
     void open_section(FileImp& file);
     bool check_write(Samples const& samples, bool committing) const;
     void check_imaginary(Samples const& samples) const;

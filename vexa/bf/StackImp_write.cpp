@@ -83,6 +83,7 @@ void StackImp::commit(Samples& samples, FileImp& file) {
         throw std::runtime_error("Trying to write to empty stack.");
     }
     settle_type(samples);
+    check_size();
     file.write_pending_header();
     write_header(&file);
     data_start_position_ = file.tell();
@@ -107,6 +108,13 @@ void StackImp::settle_type(Samples const& samples) {
     }
     // Samples of such a type could never be written, nor the stack be finished.
     if (!empty && vexa_dt_get_size(type_) == 0) throw std::runtime_error("Unknown type of elements.");
+}
+
+/// A stack that could neither be written to its end nor read.
+void StackImp::check_size() const {
+    unsigned long bytes = 0;
+    if (__builtin_mul_overflow(samples_left_, vexa_dt_get_size(type_), &bytes))
+        throw std::runtime_error("Invalid stack size: Larger than the addressable memory.");
 }
 
 void StackImp::open_section(FileImp& file) {

@@ -60,6 +60,7 @@ public:
     /// \throws std::runtime_error "Trying to write to empty stack." for samples of a data-less stack
     /// \throws std::runtime_error "Stack data type not set. Cannot commit stack to file."
     /// \throws std::runtime_error "Unknown type of elements." for samples of a type without element size
+    /// \throws std::runtime_error "Invalid stack size: Larger than the addressable memory."
     /// \throws std::runtime_error "Imaginary block given but buffer is already complex."
     /// \throws std::runtime_error "Imaginary block given but stack is not complex."
     /// \throws std::runtime_error "Trying to write more samples than the stack is long."

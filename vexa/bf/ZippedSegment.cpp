@@ -79,6 +79,7 @@ void ZippedSegment::set_flush_positions(std::vector<unsigned long> const& positi
     }
     flush_positions_ = positions;
     flush_block_size_ = block_size;
+    restart_ = streams_ != nullptr; // their place in the old blocks says nothing now
 }
 
 unsigned long ZippedSegment::write_end() {

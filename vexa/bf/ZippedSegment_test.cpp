@@ -317,6 +317,21 @@ TEST(ZippedSegment, ARandomReadFetchesFromTheNearestFlushPointOnly) {
     }
 }
 
+TEST(ZippedSegment, FlushPositionsSetBetweenReadsTakeEffectAtOnce) {
+    Bytes const data = samples(20'000);
+    Section section = write_section(data, {.block_size = 1000});
+    for (unsigned long const threads : {1ul, 3ul}) {
+        section.file.threading = Vexa::testing::inline_execution(threads);
+        ZippedSegment segment;
+        segment.initialize(section.file, 1, start, section.segment_size, data.size());
+        EXPECT_EQ(read(segment, 1500), part(data, 0, 1500));
+        segment.set_flush_positions(section.flush_positions, 1000);
+        EXPECT_EQ(read(segment, 3200), part(data, 1500, 3200));
+        segment.set_flush_positions({section.flush_positions[4], section.flush_positions[9]}, 5000);
+        EXPECT_EQ(read(segment, 10'000), part(data, 4700, 10'000));
+    }
+}
+
 TEST(ZippedSegment, WithoutFlushPointsASeekInflatesFromWhereItIs) {
     Bytes const data = samples(200'000);
     Section section = write_section(data, {});

@@ -57,8 +57,12 @@ TEST(Generator, CallsListenersInOrderWithTheArguments) {
     Token const token;
     std::string order;
     for (char const name : {'a', 'b', 'c'})
-        event.connect([&order, name](int value) { order += name + std::to_string(value); return Ignore_Result{}; },
-                      token);
+        event.connect(
+            [&order, name](int value) {
+                order += name + std::to_string(value);
+                return Ignore_Result{};
+            },
+            token);
     event(7);
     EXPECT_EQ(order, "a7b7c7");
 }
@@ -66,8 +70,18 @@ TEST(Generator, CallsListenersInOrderWithTheArguments) {
 TEST(Generator, PassesReferencesOn) {
     Generator<Ignore_Result(std::string&, std::string const&)> event;
     Token const token;
-    event.connect([](std::string& out, std::string const& in) { out += in; return Ignore_Result{}; }, token);
-    event.connect([](std::string& out, std::string const& in) { out += in; return Ignore_Result{}; }, token);
+    event.connect(
+        [](std::string& out, std::string const& in) {
+            out += in;
+            return Ignore_Result{};
+        },
+        token);
+    event.connect(
+        [](std::string& out, std::string const& in) {
+            out += in;
+            return Ignore_Result{};
+        },
+        token);
     std::string out;
     event(out, "x");
     EXPECT_EQ(out, "xx");
@@ -78,7 +92,12 @@ TEST(Generator, GivesEveryListenerAnArgumentThatIsPassedByValue) {
     Token const token;
     std::vector<std::string> seen;
     for (int i = 0; i < 2; ++i)
-        event.connect([&seen](std::string text) { seen.push_back(std::move(text)); return Ignore_Result{}; }, token);
+        event.connect(
+            [&seen](std::string text) {
+                seen.push_back(std::move(text));
+                return Ignore_Result{};
+            },
+            token);
     event("kept");
     EXPECT_EQ(seen, (std::vector<std::string>{"kept", "kept"}));
 }
@@ -123,7 +142,8 @@ TEST(Generator, NeverCallsASubscriptionWithAReleasedToken) {
 
 TEST(Generator, RefusesAnEmptyFunction) {
     Event event;
-    VEXA_EXPECT_THROWS(event.connect(nullptr, Token()), std::invalid_argument, "Cannot subscribe an empty function.");
+    VEXA_EXPECT_THROWS(event.connect(nullptr, Token()), std::invalid_argument,
+                       "Cannot subscribe an empty function.");
     EXPECT_EQ(event.size(), 0u);
 }
 
@@ -150,7 +170,12 @@ TEST(Generator, DoesNotCallAListenerThatAnEarlierOneUnsubscribed) {
     Token const first;
     Token second;
     std::vector<int> calls;
-    event.connect([&second](int) { second.release(); return Ignore_Result{}; }, first);
+    event.connect(
+        [&second](int) {
+            second.release();
+            return Ignore_Result{};
+        },
+        first);
     event.connect(note_in(calls), second);
     event(1);
     EXPECT_TRUE(calls.empty());
@@ -161,7 +186,13 @@ TEST(Generator, LetsAListenerUnsubscribeItself) {
     Event event;
     Token token;
     int calls = 0;
-    event.connect([&](int) { ++calls; token.release(); return Ignore_Result{}; }, token);
+    event.connect(
+        [&](int) {
+            ++calls;
+            token.release();
+            return Ignore_Result{};
+        },
+        token);
     event(1);
     event(2);
     EXPECT_EQ(calls, 1);
@@ -216,7 +247,7 @@ TEST(Generator, DestroysAnExpiredListenerWithoutHoldingItsLock) {
         std::size_t& seen;
         ~AsksAtTheEnd() { seen = event.size(); }
     };
-    auto asks = std::make_shared<AsksAtTheEnd>(event, seen_at_destruction);
+    std::shared_ptr<AsksAtTheEnd> asks(new AsksAtTheEnd{event, seen_at_destruction});
     event.connect([asks](int) { return Ignore_Result{}; }, token);
     asks.reset();
     token.release();
@@ -245,7 +276,10 @@ TEST(Generator, LetsThreadsFireAndSubscribeAtTheSameTime) {
     Event event;
     Token const staying;
     std::atomic<int> calls = 0;
-    auto const count = [&calls](int) { ++calls; return Ignore_Result{}; };
+    auto const count = [&calls](int) {
+        ++calls;
+        return Ignore_Result{};
+    };
     event.connect(count, staying);
     std::vector<std::thread> threads;
     for (int t = 0; t < 2; ++t)

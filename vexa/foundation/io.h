@@ -34,8 +34,8 @@ extern "C" {
 ///        buffer when the types are equal.
 /// \return 0, or -1 for a pair of types that is not supported, in which case nothing is written
 ///
-/// Threads: stateless. Writes nothing but the samples of \p dst and \p dst_imag, so several threads may fill
-/// different samples of one buffer.
+/// Threads: stateless. May read what lies between the samples of a source; writes nothing but the samples of
+/// \p dst and \p dst_imag, so several threads may fill different samples of one buffer.
 VEXA_API int vexa_dt_convert(int src_type, int dst_type, void const* src, void* dst, std::size_t count,
                              void const* src_imag, void* dst_imag);
 

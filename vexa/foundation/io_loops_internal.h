@@ -16,8 +16,8 @@ struct Run {
 using Source = Run<unsigned char const>;
 using Target = Run<unsigned char>;
 
-/// Moves \p count samples. The runs must not overlap and may be unaligned. Elements between the samples of
-/// the source may be read, those between the samples of the target are left alone.
+/// Moves \p count samples, at least one. The runs must not overlap and may be unaligned. Elements between the
+/// samples of the source may be read, those between the samples of the target are left alone.
 using Loop = void (*)(Source source, Target target, std::size_t count);
 
 constexpr std::size_t real_type_count = 10;

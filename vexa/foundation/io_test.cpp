@@ -218,16 +218,14 @@ void expect_converted(std::vector<From> const& values, std::size_t from_stride, 
     ASSERT_EQ(vexa_dt_convert_with_strides(code_of<From>(), code_of<To>(), from.data(), from_stride,
                                            to.data(), to_stride, values.size(), nullptr, nullptr),
               0);
+    if (values.empty()) return;
     Spread<To> portable(values.size(), to_stride, offset);
-    auto const* const first = static_cast<unsigned char const*>(from.data());
-    if (code_of<From>() != code_of<To>())
-        Vexa::io::find_conversion(Vexa::io::portable_loops, code_of<From>(), code_of<To>())(
-            {first, from_stride * sizeof(From)},
-            {static_cast<unsigned char*>(portable.data()), to_stride * sizeof(To)}, values.size());
-    else
-        Vexa::io::find_copy(Vexa::io::portable_loops, code_of<From>())(
-            {first, from_stride * sizeof(From)},
-            {static_cast<unsigned char*>(portable.data()), to_stride * sizeof(To)}, values.size());
+    bool const equal = code_of<From>() == code_of<To>();
+    Vexa::io::Loop const loop =
+        equal ? Vexa::io::find_copy(Vexa::io::portable_loops, code_of<From>())
+              : Vexa::io::find_conversion(Vexa::io::portable_loops, code_of<From>(), code_of<To>());
+    loop({static_cast<unsigned char const*>(from.data()), from_stride * sizeof(From)},
+         {static_cast<unsigned char*>(portable.data()), to_stride * sizeof(To)}, values.size());
     ASSERT_TRUE(portable == to) << "the portable loops differ, strides " << from_stride << " and "
                                 << to_stride;
     for (std::size_t i = 0; i < values.size(); ++i)

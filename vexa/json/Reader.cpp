@@ -32,6 +32,16 @@ bool convert(std::string_view text, T& value) {
     return error == std::errc() && stop == end;
 }
 
+/// The end of the run of bytes of a number. Sets \p is_real if there is a byte that only reals have.
+char const* end_of_number(char const* pos, char const* end, bool& is_real) {
+    for (; pos != end; ++pos) {
+        detail::Number_Byte const byte = detail::number_byte(*pos);
+        if (byte == detail::Number_Byte::none) break;
+        if (byte == detail::Number_Byte::real) is_real = true;
+    }
+    return pos;
+}
+
 } // namespace
 
 Reader::Unexpected::Unexpected(char found, std::string_view context)
@@ -59,11 +69,8 @@ bool Reader::read_at(char const*& pos) {
     case State::pair_u: return between_surrogates(c), false;
     case State::literal: return in_literal(c);
     case State::number:
-        if (detail::continues_number(c)) {
-            number_ += c;
-            return false;
-        }
-        store_number(number_);
+        if (take_number(&c, &c + 1) != &c) return false;
+        store_number(number_, number_is_real_);
         if (end_value()) {
             --pos;
             return true;
@@ -124,17 +131,21 @@ void Reader::start_value(char c) {
     case 'n': slot_->variant().emplace<std::monostate>(); return start_literal("ull", "'null' value");
     default:
         if (c != '-' && !detail::is_digit(c)) throw Unexpected(c, in_value);
-        number_ = c;
-        state_ = State::number;
+        start_number();
+        number_ += c;
     }
 }
 
 bool Reader::after_element(char c) {
     if (c == ']') return close_container();
     if (c != ',') throw Unexpected(c, in_array);
+    next_element();
+    return false;
+}
+
+void Reader::next_element() {
     slot_ = &list_->emplace_back();
     state_ = State::value;
-    return false;
 }
 
 bool Reader::after_member(char c) {
@@ -165,17 +176,15 @@ bool Reader::in_string(char c) {
 
 bool Reader::end_string() {
     if (text_ != &key_) return end_value();
-    enter_member(key_);
+    enter_member(std::move(key_));
     key_.clear();
     return false;
 }
 
-void Reader::enter_member(std::string_view key) {
-    // Keys mostly come sorted, as they were written.
-    auto place = map_->end();
-    if (!map_->empty() && !(std::prev(place)->first < key)) place = map_->lower_bound(key);
-    if (place == map_->end() || place->first != key) place = map_->emplace_hint(place, key, Value());
-    slot_ = &place->second;
+template <typename Key>
+void Reader::enter_member(Key&& key) {
+    // Keys mostly come sorted, as they were written, so the end is the best guess.
+    slot_ = &map_->emplace_hint(map_->end(), std::forward<Key>(key), Value())->second;
     state_ = State::colon;
 }
 
@@ -269,9 +278,15 @@ bool Reader::in_literal(char c) {
     return *++literal_ == '\0' && end_value();
 }
 
-void Reader::store_number(std::string_view text) {
+void Reader::start_number() {
+    number_.clear();
+    number_is_real_ = false;
+    state_ = State::number;
+}
+
+void Reader::store_number(std::string_view text, bool is_real) {
     bool ok = false;
-    if (text.find_first_of(".eE") != text.npos) {
+    if (is_real) {
         double value = 0;
         ok = convert(text, value);
         *slot_ = Value(value);
@@ -318,6 +333,24 @@ bool Reader::close_container() {
     return end_value();
 }
 
+// What follows takes whole runs of bytes, to the same effect as read_at() byte by byte. A run that is cut off
+// by the end of the piece leaves its state in the members, like read_at() does.
+
+std::optional<Value> Reader::read(char const*& pos, char const* end) {
+    while (pos != end) {
+        bool done = false;
+        if (state_ <= State::colon && comment_ == Comment::none) {
+            done = read_token(pos, end);
+        } else {
+            if (state_ == State::string) pos = take_text(pos, end);
+            if (state_ == State::number) pos = take_number(pos, end);
+            done = pos != end && read_at(pos);
+        }
+        if (done) return take();
+    }
+    return std::nullopt;
+}
+
 char const* Reader::take_text(char const* pos, char const* end) {
     char const* const stop = detail::end_of_plain_text(pos, end);
     text_->append(pos, stop);
@@ -325,22 +358,74 @@ char const* Reader::take_text(char const* pos, char const* end) {
 }
 
 char const* Reader::take_number(char const* pos, char const* end) {
-    char const* const stop = std::find_if_not(pos, end, detail::continues_number);
+    bool is_real = number_is_real_;
+    char const* const stop = end_of_number(pos, end, is_real);
+    number_is_real_ = is_real;
     number_.append(pos, stop);
     return stop;
 }
 
-std::optional<Value> Reader::read(char const*& pos, char const* end) {
-    while (pos != end) {
-        if (state_ == State::string)
-            pos = take_text(pos, end);
-        else if (state_ == State::number)
-            pos = take_number(pos, end);
-        else if (state_ <= State::colon && comment_ == Comment::none)
-            pos = std::find_if_not(pos, end, detail::is_space);
-        if (pos != end && read_at(pos)) return take();
+bool Reader::read_token(char const*& pos, char const* end) {
+    while (detail::is_space(*pos))
+        if (++pos == end) return false;
+    char const c = *pos;
+    switch (state_) {
+    case State::value:
+    case State::first_element: return read_value(pos, end);
+    case State::first_key:
+    case State::key:
+        if (c != '"') return read_at(pos);
+        read_key(pos, end);
+        return false;
+    case State::after_value:
+        if (c != ',' || !list_) return read_at(pos);
+        ++pos;
+        next_element();
+        return false;
+    default: return read_at(pos);
     }
-    return std::nullopt;
+}
+
+bool Reader::read_value(char const*& pos, char const* end) {
+    if (*pos == '"') return read_string(pos, end);
+    if (*pos == '-' || detail::is_digit(*pos)) return read_number(pos, end);
+    return read_at(pos);
+}
+
+bool Reader::read_string(char const*& pos, char const* end) {
+    char const* const begin = pos + 1;
+    pos = detail::end_of_plain_text(begin, end);
+    start_string(slot_->variant().emplace<std::string>(begin, pos));
+    if (pos == end || *pos != '"') return false;
+    ++pos;
+    return end_value();
+}
+
+bool Reader::read_number(char const*& pos, char const* end) {
+    char const* const begin = pos;
+    start_number();
+    pos = end_of_number(begin, end, number_is_real_);
+    if (pos == end) {
+        number_.assign(begin, pos);
+        return false;
+    }
+    store_number(std::string_view(begin, static_cast<std::size_t>(pos - begin)), number_is_real_);
+    return end_value();
+}
+
+void Reader::read_key(char const*& pos, char const* end) {
+    char const* const begin = pos + 1;
+    pos = detail::end_of_plain_text(begin, end);
+    if (pos == end || *pos != '"') {
+        key_.assign(begin, pos);
+        start_string(key_);
+        return;
+    }
+    enter_member(std::string_view(begin, static_cast<std::size_t>(pos - begin)));
+    ++pos;
+    if (pos == end || *pos != ':') return;
+    ++pos;
+    state_ = State::value;
 }
 
 namespace {

@@ -89,6 +89,7 @@ private:
     void start_value(char c);
     bool after_element(char c);
     bool after_member(char c);
+    void next_element();
     void start_key(char c);
     bool in_string(char c);
     void after_backslash(char c);
@@ -99,11 +100,13 @@ private:
 
     void start_string(std::string& target);
     bool end_string();
+    void start_number();
     void start_literal(char const* word, char const* context);
     void end_code_unit(char last);
     void append_utf8(std::uint32_t code_point);
-    void enter_member(std::string_view key);
-    void store_number(std::string_view text);
+    template <typename Key>
+    void enter_member(Key&& key);
+    void store_number(std::string_view text, bool is_real);
     bool end_value();
     void open_list();
     void open_map();
@@ -111,6 +114,11 @@ private:
 
     char const* take_text(char const* pos, char const* end);
     char const* take_number(char const* pos, char const* end);
+    bool read_token(char const*& pos, char const* end);
+    bool read_value(char const*& pos, char const* end);
+    bool read_string(char const*& pos, char const* end);
+    bool read_number(char const*& pos, char const* end);
+    void read_key(char const*& pos, char const* end);
 
     Value result_;
     std::deque<Value*> open_;     ///< the containers from the outermost to the current one
@@ -120,6 +128,7 @@ private:
     std::string* text_ = nullptr; ///< the string being built: key_ or that of slot_
     std::string key_;
     std::string number_;
+    bool number_is_real_ = false;
     char const* literal_ = nullptr; ///< the letters that have to follow
     char const* literal_context_ = nullptr;
     std::uint32_t high_unit_ = 0; ///< the first part of a surrogate pair, or 0

@@ -56,8 +56,18 @@ inline char const* end_of_unescaped(char const* pos, char const* end) {
 
 inline bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
-inline bool continues_number(char c) {
-    return is_digit(c) || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E';
-}
+
+/// What a byte is to a number: nothing, a part of it, or a part that makes it a real.
+enum class Number_Byte : unsigned char { none, part, real };
+
+inline constexpr std::array<Number_Byte, 256> number_bytes = [] {
+    std::array<Number_Byte, 256> table{};
+    for (unsigned char const c : {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', '+', '-'})
+        table[c] = Number_Byte::part;
+    for (unsigned char const c : {'.', 'e', 'E'}) table[c] = Number_Byte::real;
+    return table;
+}();
+
+inline Number_Byte number_byte(char c) { return number_bytes[static_cast<unsigned char>(c)]; }
 
 } // namespace JSON::detail

@@ -254,7 +254,7 @@ std::string repeated(std::string const& text, std::size_t count) {
     return result;
 }
 
-constexpr std::size_t many = 200000;
+constexpr std::size_t many = 100000;
 
 TEST(LongUnitText, OfManyFactorsParses) {
     RuntimeValue result;
