@@ -25,7 +25,7 @@ VEXA_API VProp vexa_import_xml(std::string const& text, int format);
 /// Reads values from XML elements.
 ///
 /// Limits: the text has at most 256 MiB, elements are nested at most 1000 deep, there are at most 16777216
-/// elements and attributes in all and 256 attributes in one element, and at most 1048576 structures without
+/// elements and attributes in all and 256 attributes in one element, and at most 65536 structures without
 /// members in the structure arrays of one document. Failures: std::runtime_error "Unknown type '{}' in xml
 /// string.", "Invalid struct array.", "Malformed 'complex' element.", "Real and imaginary part have different
 /// types in 'complex' element.", "Invalid type in 'complex' element.", "Could not convert \"{}\" to target
@@ -37,7 +37,7 @@ public:
     static constexpr unsigned long largest_depth = 1000;
     static constexpr unsigned long largest_count = 1ul << 24;
     static constexpr unsigned long largest_attribute_count = 256;
-    static constexpr unsigned long largest_empty_struct_count = 1ul << 20;
+    static constexpr unsigned long largest_empty_struct_count = 1ul << 16;
 
     VPropXmlParser();
     ~VPropXmlParser();
