@@ -93,6 +93,11 @@ bool ZStream::grow(std::size_t limit) {
     return true;
 }
 
+void ZStream::drop_trailer() {
+    if (wrapped_ && used_ >= adler_size) used_ -= adler_size;
+    wrapped_ = false;
+}
+
 void ZStream::set_output(void* data, unsigned long n) {
     z_.next_out = static_cast<unsigned char*>(data);
     output_left_ = n;

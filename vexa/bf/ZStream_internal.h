@@ -52,7 +52,6 @@ public:
     void start_inflate(bool wrapped);
     void end();
 
-    bool wrapped() const { return wrapped_; }
     /// The compressed bytes in the buffer.
     unsigned char const* bytes() const { return buffer_.data() + begin_; }
     std::size_t used() const { return used_; }
@@ -68,8 +67,8 @@ public:
     bool grow(std::size_t limit);
     /// All output has been written.
     void clear() { used_ = 0; }
-    /// Forget the last \p n bytes of output.
-    void drop(std::size_t n) { used_ -= n; }
+    /// Take the trailer of a finished stream's wrapper out of the output, once.
+    void drop_trailer();
 
     /// Where inflate() puts its output.
     void set_output(void* data, unsigned long n);

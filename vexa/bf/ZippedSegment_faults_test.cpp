@@ -215,6 +215,29 @@ TEST(ZippedSegment, AFailureOfTheDeviceWhileWritingPassesThroughAtEveryCall) {
     pool.join();
 }
 
+TEST(ZippedSegment, WriteEndThatFailedCanBeRepeated) {
+    Bytes const data = samples(500);
+    for (unsigned long const threads : {1ul, 3ul})
+        for (unsigned long calls = 0; calls < 3; ++calls) {
+            MemoryDevice file;
+            file.threading = Vexa::testing::inline_execution(threads);
+            FailingDevice failing(file);
+            ZippedSegment segment;
+            segment.initialize(failing, 1);
+            segment.set_flush_block_size(1000);
+            segment.write(data.data(), data.size());
+            failing.write_calls = calls;
+            try {
+                segment.write_end();
+            } catch (std::runtime_error const&) {
+            }
+            failing.write_calls = FailingDevice::unlimited;
+            unsigned long const size = segment.write_end();
+            EXPECT_EQ(size, file.bytes.size());
+            EXPECT_EQ(plain_uncompress(file.bytes, data.size()), data);
+        }
+}
+
 TEST(ZippedSegment, AfterAFailureOfTheDeviceTheNextReadStartsAfresh) {
     Bytes const data = samples(10'000);
     boost::asio::thread_pool pool(2);

@@ -111,7 +111,7 @@ void ZippedSegment::finish_oldest(std::deque<DeflationWork>& queue) {
 
 /// The checksum of all data, in place of the one that a wrapped stream has made of its share.
 void ZippedSegment::write_trailer(ZStream& stream) {
-    if (stream.wrapped() && stream.used() >= adler_size) stream.drop(adler_size);
+    stream.drop_trailer();
     write_out(stream);
     std::array<unsigned char, adler_size> trailer;
     for (std::size_t i = 0; i < adler_size; ++i)

@@ -41,6 +41,7 @@ public:
     unsigned long read_bytes = unlimited;
     unsigned long write_calls = unlimited;
     unsigned long write_bytes = unlimited;
+    bool once = false; ///< fail one time only, and then have no limits any more
 
 private:
     static FailingStream& self(void* cookie) { return *static_cast<FailingStream*>(cookie); }
@@ -50,7 +51,10 @@ private:
         std::size_t const granted = calls == 0 ? 0 : std::min(n, budget);
         if (calls != unlimited && calls != 0) --calls;
         if (budget != unlimited) budget -= granted;
-        if (granted == 0) errno = error;
+        if (granted == 0) {
+            errno = error;
+            if (once) calls = budget = unlimited;
+        }
         return granted;
     }
 

@@ -1,0 +1,87 @@
+// Opening a file of many stacks, beside a bare loop that seeks and reads the same blocks.
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <bench/bench.h>
+#include <vexa/bf/FileImp.h>
+#include <vexa/bf/layout_internal.h>
+#include <vexa/foundation/types.h>
+#include <vexa/testing/temporary_folder.h>
+
+namespace {
+
+using namespace Vexa::bf;
+using Mode = DiskFile::Mode;
+
+constexpr int stack_count = 10000;
+
+/// A file of stacks of `size` x `size` bytes.
+std::filesystem::path make_file(std::filesystem::path const& path, unsigned long size) {
+    auto const file = Vexa::open_file(path, Mode::create);
+    std::vector<unsigned char> const samples(size * size, 1);
+    for (int i = 0; i < stack_count; ++i) {
+        auto const stack = file->add_stack(Vexa::types::uint8, {size, size}, false);
+        stack->set_name("stack");
+        stack->set_labels({"x", "y"});
+        stack->write(Vexa::types::uint8, samples.data(), nullptr, samples.size());
+    }
+    file->close();
+    return path;
+}
+
+template <typename T>
+T value_at(std::vector<char> const& block, std::size_t offset) {
+    T value;
+    std::memcpy(&value, block.data() + offset, sizeof value);
+    return value;
+}
+
+void get(FILE* stream, std::vector<char>& block, std::size_t n) {
+    block.resize(n);
+    if (std::fread(block.data(), 1, n, stream) != n) std::abort();
+}
+
+/// The blocks of each record: header, name, footer, and what follows the footer.
+void walk_plainly(std::filesystem::path const& path) {
+    FILE* const stream = std::fopen(path.c_str(), "r");
+    std::vector<char> block;
+    get(stream, block, 26);
+    auto position = value_at<std::uint64_t>(block, FileHeaderLayout::first_stack_position.offset);
+    while (position != 0) {
+        ::fseeko(stream, static_cast<off_t>(position), SEEK_SET);
+        get(stream, block, StackHeaderLayout::size);
+        auto const next = value_at<std::uint64_t>(block, StackHeaderLayout::next_stack_position.offset);
+        auto const name = value_at<std::uint32_t>(block, StackHeaderLayout::name_length.offset);
+        auto const data = value_at<std::uint64_t>(block, StackHeaderLayout::data_length.offset);
+        get(stream, block, name);
+        std::uint64_t const footer = position + StackHeaderLayout::size + name + data;
+        ::fseeko(stream, static_cast<off_t>(footer), SEEK_SET);
+        get(stream, block, FooterLayout::size);
+        auto const end = value_at<std::uint64_t>(block, FooterLayout::footer_end_position.offset);
+        get(stream, block, end - footer - FooterLayout::size);
+        Vexa::bench::keep(block);
+        position = next;
+    }
+    std::fclose(stream);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Vexa::bench::Table table(argc, argv);
+    Vexa::testing::TemporaryFolder const folder;
+    for (unsigned long size : {16ul, 100ul}) {
+        auto const path = make_file(folder / (std::to_string(size) + ".vbf"), size);
+        table.compare({.name = "open/10000 stacks of " + std::to_string(size * size) + " bytes",
+                       .target = 0.5,
+                       .candidate = [path] { Vexa::bench::keep(Vexa::open_file(path, Mode::read)); },
+                       .baseline = [path] { walk_plainly(path); }});
+    }
+    return table.run();
+}
