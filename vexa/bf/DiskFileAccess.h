@@ -14,8 +14,9 @@ namespace Vexa::bf {
 struct ThreadingSupport {
     /// Wanted parallel compression streams; 0 counts as 1.
     std::uint64_t number_of_threads = 1;
-    /// Run a work item once, on any thread, at any time, and return the future of its completion, which also
-    /// carries what the item throws. Must not be empty when number_of_threads is above 1.
+    /// Run a work item once, on any thread, at any time, and return the future of its completion. An exception
+    /// in that future is passed on to the caller of the device. Must not be empty when number_of_threads is
+    /// above 1.
     std::function<std::future<void>(std::function<void()>)> execute;
 };
 
