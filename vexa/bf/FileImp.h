@@ -64,8 +64,12 @@ public:
     void set_tag(std::string const& key, std::string const& value) override;
     std::string tag(std::string const& key) const override;
 
-    /// As DiskFile::seek(), and reports what goes wrong with the bytes that the stream still holds.
+    /// As DiskFile::seek(), but what goes wrong is told, also with the bytes that the stream still holds: who
+    /// reads or writes elsewhere than he thinks would damage the file or take other data for his own.
+    /// \throws VexaError "Failed seeking in file: {reason}"
     unsigned long seek(unsigned long pos) override;
+    /// As seek(). \return false if the stream cannot move there and stays where it is
+    bool can_seek(unsigned long pos);
     void write(void const* buffer, unsigned long n) override;
 
     /// Write a list entry per tag, in key order, without the end of the list.
