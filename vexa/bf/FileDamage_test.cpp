@@ -1,4 +1,4 @@
-// Files that were cut, changed or made up: a clear error or the truth, and never more memory than they deserve.
+// Files that were cut, changed or made up: a clear error or the truth, and no more memory than they deserve.
 
 #include <vexa/bf/FileImp.h>
 

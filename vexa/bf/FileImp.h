@@ -68,7 +68,8 @@ public:
     /// reads or writes elsewhere than he thinks would damage the file or take other data for his own.
     /// \throws VexaError "Failed seeking in file: {reason}"
     unsigned long seek(unsigned long pos) override;
-    /// As seek(). \return false if the stream cannot move there and stays where it is
+    /// As seek().
+    /// \return false if the stream cannot move there and stays where it is
     bool can_seek(unsigned long pos);
     void write(void const* buffer, unsigned long n) override;
 
@@ -93,7 +94,8 @@ public:
     void write_pending_header();
     /// Enter a stack, whose header now stands at \p stack_position, into the chain.
     void on_stack_header_written(unsigned long stack_position);
-    /// Call the progress callback. \throws std::runtime_error "Cancelled by user."
+    /// Call the progress callback.
+    /// \throws std::runtime_error "Cancelled by user."
     void report_progress(unsigned long bytes) const;
     unsigned long chunk_size() const { return chunk_size_; }
     /// Counts the files this object has worked on, so that a stack can tell that it belongs to an earlier
