@@ -30,7 +30,8 @@ public:
     virtual bool is_open_for_writing() const = 0;
     /// The current position.
     virtual unsigned long tell() const = 0;
-    /// Move the current position. \return the new position
+    /// Move the current position.
+    /// \return the new position
     virtual unsigned long seek(unsigned long pos) = 0;
     /// Fill \p buffer with exactly \p n bytes from the current position, or throw.
     virtual void read(void* buffer, unsigned long n) = 0;
@@ -42,7 +43,8 @@ public:
     virtual ThreadingSupport const& threading_support() const = 0;
 
     /// Write the bytes of \p s, after their count as an unsigned 32-bit integer if \p with_length. There is
-    /// no terminator. \note Deliberate: of a length of 4 GiB or more only the low 32 bits are written.
+    /// no terminator.
+    /// \note Deliberate: of a length of 4 GiB or more only the low 32 bits are written.
     void write_str(std::string const& s, bool with_length);
     /// Read \p n bytes into \p s; all ones stands for "the count comes first, as an unsigned 32-bit integer".
     /// A count of 0 empties \p s and reads nothing more. A count that the device cannot deliver takes no

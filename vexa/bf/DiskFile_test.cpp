@@ -331,7 +331,8 @@ TEST_F(DiskFileTest, ThreadingSupportIsOneThreadUntilReplaced) {
 
 namespace {
 
-/// Write \p count pieces of \p size bytes and flush. \return the text of the failure, empty without one
+/// Write \p count pieces of \p size bytes and flush.
+/// \return the text of the failure, empty without one
 std::string write_and_flush(DiskFile& file, int count, std::size_t size) {
     std::string const piece(size, 'x');
     try {

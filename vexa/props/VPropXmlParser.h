@@ -15,8 +15,9 @@ class Element;
 /// Read a property tree from XML as vexa_export_xml() writes it.
 ///
 /// The text must be well-formed. A text scalar that is no number reads as 0; in an array what is no number
-/// ends the array, and its size then tells. Names of members are taken as they are. \param format of its low
-/// 16 bits: 0 find out the form, 1 require the LVData form, 2 the native form \throws std::runtime_error "Xml
+/// ends the array, and its size then tells. Names of members are taken as they are.
+/// \param format of its low 16 bits: 0 find out the form, 1 require the LVData form, 2 the native form
+/// \throws std::runtime_error "Xml
 /// input of newer version than library.", "Could not determine xml format.", "Specified format does not match
 /// the xml string."; malformed text with its place; and what VPropXmlParser finds, with "\nLocation:\n" and
 /// the path of the element behind it
