@@ -238,6 +238,7 @@ int run(Options const& options) {
     auto const& channels = acquisition.channels();
     print_sizes(path, {channels[0], channels[1]});
     print_sizes(preview_path, {channels[2]});
+    fmt::print("The room that was reserved there is for samples that don't compress at all.\n");
 
     fmt::print("\nOpening the files again\n");
     auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::Mode::read);
