@@ -197,7 +197,8 @@ void draw(Vexa::bf::StackInterface const& stack, Camera const& camera, std::file
                calibrated ? fmt::format("{:g} um", micrometres) : fmt::format("{} pixels", bar));
 }
 
-/// Run the tool with its output on ours. \return its exit code
+/// Run the tool with its output on ours.
+/// \return its exit code
 int run_tool(std::string const& tool, std::vector<std::string> arguments) {
     std::fflush(stdout);
     std::vector<char*> argv{const_cast<char*>(tool.c_str())};
@@ -237,6 +238,7 @@ int run(Options const& options) {
     auto const& channels = acquisition.channels();
     print_sizes(path, {channels[0], channels[1]});
     print_sizes(preview_path, {channels[2]});
+    fmt::print("The room that was reserved there is for samples that don't compress at all.\n");
 
     fmt::print("\nOpening the files again\n");
     auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::Mode::read);

@@ -84,7 +84,9 @@ void import_once(ImportOptions const& options, OutputFile const& output, unsigne
     auto const file = create_file(false);
     file->open(output.path(), bf::DiskFile::Mode::create);
     file->set_threading_support(workers.support());
-    auto const stack = file->add_stack(source->info().type, source->info().shape, false);
+    // An import that is given up must not fill the file with zeros before it goes away.
+    bf::WriteMode const no_padding = bf::WriteModeFlags::no_padding;
+    auto const stack = file->add_stack(source->info().type, source->info().shape, no_padding, false);
     describe(*stack, source->info(), options);
     stack->set_compression(options.level > 0 ? 1 : 0, options.level);
     copy_samples(*source, *stack);

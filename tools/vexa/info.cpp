@@ -22,8 +22,8 @@ std::string cut(std::string text) {
 std::string axis_line(bf::StackInterface const& stack, std::size_t axis) {
     auto const unit = unit_text(stack.units(axis));
     return fmt::format(
-        "  axis {}: {} samples, length {}, offset {}{}{}{}\n", axis, stack.shape()[axis], stack.length(axis),
-        stack.offset(axis), unit.empty() ? "" : ", unit " + unit,
+        "  axis {}: {} samples, length {:.10g}, offset {:.10g}{}{}{}\n", axis, stack.shape()[axis],
+        stack.length(axis), stack.offset(axis), unit.empty() ? "" : ", unit " + unit,
         stack.label(axis).empty() ? "" : fmt::format(", label \"{}\"", printable(stack.label(axis))),
         stack.is_equidistant(axis) ? "" : ", column positions");
 }

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <vexa/foundation/error.h>
 
 #include "commands.h"
 #include "console.h"
@@ -168,5 +169,8 @@ Exit guarded(int argc, char** argv) {
 int main(int argc, char** argv) {
     std::setlocale(LC_CTYPE, "");
     Vexa::tool::catch_interrupts();
+    VexaError::set_global_warning_callback([](VexaError const& warning) {
+        Vexa::tool::complain("warning: " + Vexa::tool::printable(warning.message));
+    });
     return static_cast<int>(Vexa::tool::guarded(argc, argv));
 }

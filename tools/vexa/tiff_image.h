@@ -2,8 +2,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "image.h"
 #include "output_file.h"
@@ -17,13 +15,8 @@ namespace Vexa::tool {
 std::unique_ptr<SampleSource> open_tiff(std::filesystem::path const& path);
 
 /// Write a stack as pages of its first two axes, uncompressed, with a note of its shape. An axis 0 with the
-/// label `colour_label` becomes the samples of a pixel. Files that may pass 4 GiB are BigTIFF. \param file
-/// must outlive the result
+/// label `colour_label` becomes the samples of a pixel. Files that may pass 4 GiB are BigTIFF.
+/// \param file must outlive the result
 std::unique_ptr<SampleSink> write_tiff(OutputFile const& file, ImageInfo const& info);
-
-/// The note of a shape: `{"shape": [..]}`, slowest axis first.
-std::string shape_note(std::vector<unsigned long> const& shape);
-/// Read such a note. \return the shape, axis 0 first; empty when \p text is none
-std::vector<unsigned long> parse_shape_note(std::string_view text);
 
 } // namespace Vexa::tool

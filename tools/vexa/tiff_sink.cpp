@@ -1,19 +1,16 @@
 #include <algorithm>
-#include <charconv>
-#include <cstring>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <vexa/foundation/types.h>
 
 #include "failure.h"
 #include "tiff_handle.h"
 #include "tiff_image.h"
+#include "tiff_notes.h"
 
 namespace Vexa::tool {
 namespace {
 
-constexpr std::string_view note_begin = "{\"shape\": [";
 constexpr std::uint64_t strip_bytes = 256 * 1024;
 constexpr std::uint64_t classic_limit = 0xF0000000; ///< leaves room for the directories below 4 GiB
 
@@ -150,26 +147,6 @@ private:
 };
 
 } // namespace
-
-std::string shape_note(std::vector<unsigned long> const& shape) {
-    return fmt::format("{}{}]}}", note_begin, fmt::join(shape.rbegin(), shape.rend(), ", "));
-}
-
-std::vector<unsigned long> parse_shape_note(std::string_view text) {
-    std::vector<unsigned long> shape;
-    if (text.substr(0, note_begin.size()) != note_begin) return {};
-    text.remove_prefix(note_begin.size());
-    for (;;) {
-        unsigned long size = 0;
-        auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), size);
-        if (error != std::errc() || size == 0) return {};
-        shape.insert(shape.begin(), size);
-        text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-        if (text.substr(0, 2) == "]}") return shape;
-        if (text.substr(0, 2) != ", ") return {};
-        text.remove_prefix(2);
-    }
-}
 
 std::unique_ptr<SampleSink> write_tiff(OutputFile const& file, ImageInfo const& info) {
     return std::make_unique<TiffSink>(file, info);

@@ -8,6 +8,7 @@
 #include "input_file.h"
 #include "tiff_handle.h"
 #include "tiff_image.h"
+#include "tiff_notes.h"
 
 namespace Vexa::tool {
 namespace {
@@ -172,16 +173,30 @@ private:
         add_axis(page_.width, "X");
         add_axis(page_.height, "Y");
         if (page_.samples > 1 && planar) add_axis(page_.samples, "");
-        if (pages_ > 1) add_axis(pages_, "");
         char const* text = nullptr;
         ::TIFFSetDirectory(handle_.get(), first_);
         if (::TIFFGetField(handle_.get(), TIFFTAG_IMAGEDESCRIPTION, &text) && text) info_.description = text;
+        note_ = parse_page_note(info_.description);
+        add_page_axes();
         take_noted_shape();
         take_resolution();
     }
     void add_axis(std::uint64_t size, char const* label) {
         info_.shape.push_back(size);
         info_.labels.emplace_back(label);
+    }
+    /// One axis for all pages, or several where a note says how they are ordered.
+    void add_page_axes() {
+        std::uint64_t noted = 0;
+        bool const fits = !__builtin_mul_overflow(note_.channels, note_.slices, &noted) &&
+                          !__builtin_mul_overflow(noted, note_.frames, &noted) && noted == pages_;
+        if (!fits) {
+            if (pages_ > 1) add_axis(pages_, "");
+            return;
+        }
+        if (note_.channels > 1) add_axis(note_.channels, "");
+        if (note_.slices > 1) add_axis(note_.slices, "Z");
+        if (note_.frames > 1) add_axis(note_.frames, "");
     }
     /// Use the shape in the description where it splits the pages and nothing else.
     void take_noted_shape() {
@@ -211,12 +226,15 @@ private:
     void take_resolution() {
         float const x = field<float>(TIFFTAG_XRESOLUTION, 0), y = field<float>(TIFFTAG_YRESOLUTION, 0);
         auto const unit = field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE);
-        double const metres = unit == RESUNIT_CENTIMETER ? 0.01 : 0.0;
+        double const metres = unit == RESUNIT_CENTIMETER ? 0.01 : note_.unit_metres;
         if (metres == 0 || !(x > 0) || !(y > 0)) return drop_labels();
         info_.pixel_lengths.assign(info_.shape.size(), 0.0);
         for (std::size_t axis = 0; axis < info_.labels.size(); ++axis) {
-            if (info_.labels[axis] == "X") info_.pixel_lengths[axis] = metres / static_cast<double>(x);
-            if (info_.labels[axis] == "Y") info_.pixel_lengths[axis] = metres / static_cast<double>(y);
+            auto& label = info_.labels[axis];
+            if (label == "X") info_.pixel_lengths[axis] = metres / static_cast<double>(x);
+            if (label == "Y") info_.pixel_lengths[axis] = metres / static_cast<double>(y);
+            if (label == "Z") info_.pixel_lengths[axis] = note_.unit_metres * note_.spacing;
+            if (label == "Z" && info_.pixel_lengths[axis] == 0) label.clear();
         }
     }
 
@@ -293,6 +311,7 @@ private:
     std::uint64_t file_size_;
     TiffHandle handle_;
     Page page_;
+    PageNote note_;
     tdir_t first_ = 0;
     std::uint64_t pages_ = 0;
     std::uint64_t part_bytes_ = 0; ///< of a page, or of one colour plane

@@ -10,6 +10,7 @@
 #include <vexa/testing/temporary_folder.h>
 
 #include "image_testing.h"
+#include "tiff_notes.h"
 
 namespace Vexa::tool {
 namespace {
@@ -390,6 +391,56 @@ TEST_F(Tiff, NoteThatDoesNotFitIsIgnored) {
         .set(TIFFTAG_IMAGEDESCRIPTION, "{\"shape\": [7, 2, 3]}")
         .rows(ramp<std::uint8_t>(6));
     EXPECT_THAT(open_tiff(path())->info().shape, ElementsAre(3, 2));
+}
+
+TEST(PageNote, ReadsTheLinesItKnows) {
+    auto const note = parse_page_note(
+        "ImageJ=1.5\nimages=12\nchannels=2\nslices=3\nframes=2\nunit=micron\nspacing=0.5\nx\n");
+    EXPECT_EQ(note.channels, 2u);
+    EXPECT_EQ(note.slices, 3u);
+    EXPECT_EQ(note.frames, 2u);
+    EXPECT_EQ(note.unit_metres, 1e-6);
+    EXPECT_EQ(note.spacing, 0.5);
+    for (char const* text :
+         {"", "channels=2\n", "ImageJ=", "ImageJ=1\nchannels=0\nslices=-1\nframes=x\nspacing=inf\nunit=px"}) {
+        auto const none = parse_page_note(text);
+        EXPECT_EQ(none.channels * none.slices * none.frames, 1u) << text;
+        EXPECT_EQ(none.unit_metres + none.spacing, 0.0) << text;
+    }
+}
+
+TEST_F(Tiff, PageNoteSplitsThePagesAndGivesTheLengths) {
+    {
+        Maker maker(path());
+        for (int page = 0; page < 6; ++page) {
+            maker.page(2, 2, 8).set(TIFFTAG_XRESOLUTION, 4.0).set(TIFFTAG_YRESOLUTION, 2.0);
+            if (page == 0)
+                maker.set(TIFFTAG_IMAGEDESCRIPTION,
+                          "ImageJ=1\nchannels=2\nslices=3\nunit=micron\nspacing=0.75\n");
+            maker.set(TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE).rows(ramp<std::uint8_t>(4, 4 * page)).next();
+        }
+    }
+    auto const source = open_tiff(path());
+    EXPECT_THAT(source->info().shape, ElementsAre(2, 2, 2, 3));
+    EXPECT_THAT(source->info().labels, ElementsAre("X", "Y", "", "Z"));
+    ASSERT_EQ(source->info().pixel_lengths.size(), 4u);
+    EXPECT_DOUBLE_EQ(source->info().pixel_lengths[0], 0.25e-6);
+    EXPECT_DOUBLE_EQ(source->info().pixel_lengths[1], 0.5e-6);
+    EXPECT_EQ(source->info().pixel_lengths[2], 0.0);
+    EXPECT_DOUBLE_EQ(source->info().pixel_lengths[3], 0.75e-6);
+    EXPECT_EQ(read_all<std::uint8_t>(*source), ramp<std::uint8_t>(24, 0));
+}
+
+TEST_F(Tiff, PageNoteThatDoesNotFitIsIgnored) {
+    {
+        Maker maker(path());
+        for (int page = 0; page < 3; ++page) {
+            maker.page(2, 2, 8).set(TIFFTAG_IMAGEDESCRIPTION,
+                                    "ImageJ=1\nchannels=2\nslices=9223372036854775808\n");
+            maker.rows(ramp<std::uint8_t>(4)).next();
+        }
+    }
+    EXPECT_THAT(open_tiff(path())->info().shape, ElementsAre(2, 2, 3));
 }
 
 TEST_F(Tiff, OtherDescriptionIsKept) {

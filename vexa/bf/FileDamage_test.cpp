@@ -70,7 +70,8 @@ std::size_t peak_of(Action action) {
 
 class FileDamage : public ::testing::Test {
 protected:
-    /// Open the bytes and read what can be read. \return whether all of it could
+    /// Open the bytes and read what can be read.
+    /// \return whether all of it could
     bool read_all(std::string const& bytes, unsigned long threads = 1) {
         ByteStream stream(bytes);
         auto const file = std::make_shared<FileImp>(false);

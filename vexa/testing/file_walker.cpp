@@ -274,14 +274,14 @@ private:
         stack.data_start_position = cursor.position();
         used_.push_back({stack.position, cursor.position(), name_ + ": the header"});
         if (stack.data_length > cursor.left())
-            throw Damage{stack.position + 352,
-                         fmt::format("the data section has {} bytes and the file {} left", stack.data_length,
-                                     cursor.left())};
+            return fault(stack.position + 352,
+                         fmt::format("{}: the data section has {} bytes and the file {} left", name_,
+                                     stack.data_length, cursor.left()));
         stack.footer_position = stack.data_start_position + stack.data_length;
     }
 
     void walk_footer(WalkedStack& stack) {
-        if (stack.stack_format_version == 0) return;
+        if (stack.stack_format_version == 0 || stack.footer_position == 0) return;
         auto cursor = at(stack.footer_position);
         auto block = preset_footer();
         cursor.bytes(block.data(), 4, "the footer");
@@ -402,7 +402,8 @@ private:
 
     /// Lay out the pieces of the data section.
     void find_data(WalkedStack& stack) {
-        if (stack.data_length == 0 || (stack.stack_format_version != 0 && !stack.footer_found)) return;
+        if (stack.data_length == 0 || stack.footer_position == 0) return;
+        if (stack.stack_format_version != 0 && !stack.footer_found) return;
         std::uint64_t logical = 0, offset = 0;
         std::vector<WalkedRange> pieces;
         for (auto const& [next_logical, next_offset] : stack.chunk_records) {

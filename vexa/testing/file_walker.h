@@ -95,8 +95,8 @@ struct WalkedStack {
 
     // footer; found is false when there is none to read or it could not be read to its end
     bool footer_found = false;
-    std::uint64_t footer_position = 0;
-    std::uint64_t footer_end = 0; ///< where its variable part really ends
+    std::uint64_t footer_position = 0; ///< 0 when the data section does not fit into the file
+    std::uint64_t footer_end = 0;      ///< where its variable part really ends
     WalkedFooter footer;
     std::vector<std::string> labels;
     std::vector<std::vector<double>> col_positions;
@@ -130,7 +130,8 @@ struct WalkedFile {
     std::vector<WalkedFault> faults;
 };
 
-/// Walk all but the data sections. \throws std::runtime_error only when the bytes can't be read
+/// Walk all but the data sections.
+/// \throws std::runtime_error only when the bytes can't be read
 WalkedFile walk_file(ByteSource const& source);
 WalkedFile walk_file(std::filesystem::path const& path);
 
