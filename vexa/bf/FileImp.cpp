@@ -56,6 +56,7 @@ void FileImp::open(std::filesystem::path const& path, Mode mode) {
 }
 
 void FileImp::attach_imp(Mode mode) {
+    unfinished_.clear();
     stacks_.clear();
     forget_closed_file();
     if (mode == Mode::create) {
@@ -139,6 +140,7 @@ void FileImp::close_imp(bool truncate) {
             seek(metadata_end_position_);
         file_was_closed_ = true;
     }
+    unfinished_.clear();
     stacks_.clear();
 }
 

@@ -24,6 +24,26 @@ VexaError stack_error(std::string message) {
     return error;
 }
 
+/// Where a walk along a chain has been. Most chains ascend, which is known without a look at the past.
+class VisitedPositions {
+public:
+    /// \return false if the position was added before
+    bool add(unsigned long position) {
+        if (all_.empty()) {
+            if (ascending_.empty() || position > ascending_.back()) {
+                ascending_.push_back(position);
+                return true;
+            }
+            all_.insert(ascending_.begin(), ascending_.end());
+        }
+        return all_.insert(position).second;
+    }
+
+private:
+    std::vector<unsigned long> ascending_;  ///< until the chain first goes back
+    std::unordered_set<unsigned long> all_; ///< from then on
+};
+
 } // namespace
 
 unsigned long FileImp::get_num_stacks() const { return stacks_.size(); }
@@ -63,8 +83,11 @@ std::shared_ptr<StackInterface> FileImp::add_stack(std::shared_ptr<StackImp> con
     if (!is_open() || !writable_) throw std::runtime_error("File not open for writing.");
     write_pending_header();
     bool const chunk_wise = stack->write_mode().test(WriteModeFlags::chunk_wise);
-    for (auto const& earlier : stacks_) settle(*earlier, chunk_wise);
+    for (StackImp* const earlier : unfinished_) settle(*earlier, chunk_wise);
+    std::erase_if(unfinished_,
+                  [](StackImp* earlier) { return earlier->io_status() == stack_status::complete; });
     stacks_.push_back(stack);
+    unfinished_.push_back(stack.get());
     return stack;
 }
 
@@ -114,9 +137,9 @@ unsigned long FileImp::seek_to_end_of_stack(unsigned int index) {
 
 void FileImp::read_stack_chain(unsigned long first_position) {
     unsigned long const back = tell();
-    std::unordered_set<unsigned long> visited;
+    VisitedPositions visited;
     for (unsigned long position = first_position; position != 0;) {
-        if (!visited.insert(position).second || !can_seek(position))
+        if (!visited.add(position) || !can_seek(position))
             throw std::runtime_error("Invalid stack position specified in header.");
         link_position_ = position + StackHeaderLayout::next_stack_position.offset;
         auto const stack = std::make_shared<StackImp>(shared_from_this());

@@ -372,6 +372,25 @@ TEST_F(FileStacks, AreFoundInTheOrderOfTheirLinks) {
     EXPECT_EQ(std::dynamic_pointer_cast<FileImp>(read)->tell(), 34u) << "behind the header";
 }
 
+TEST_F(FileStacks, MetTwiceBehindAStepBackAreRefused) {
+    std::vector<RawStack> const raw(4, RawStack(types::uint8, {1}, "a"));
+    std::string bytes = file_of(raw);
+    std::uint64_t const size = raw[0].bytes(0).size();
+    // 1, 0, 3, 2, and 3 again
+    put(bytes, 14, 34 + size);
+    put(bytes, 34 + size + 360, std::uint64_t{34});
+    put(bytes, 34 + 360, 34 + 3 * size);
+    put(bytes, 34 + 3 * size + 360, 34 + 2 * size);
+    put(bytes, 34 + 2 * size + 360, std::uint64_t{0});
+    file.reset();
+    write_bytes(path, bytes);
+    EXPECT_EQ(Vexa::open_file(path, Mode::read)->get_num_stacks(), 4u);
+    put(bytes, 34 + 2 * size + 360, 34 + 3 * size);
+    write_bytes(path, bytes);
+    VEXA_EXPECT_THROWS(Vexa::open_file(path, Mode::read), std::runtime_error,
+                       "Invalid stack position specified in header.");
+}
+
 TEST_F(FileStacks, InACircleAreRefused) {
     std::vector<RawStack> const raw{RawStack(types::uint8, {1}, "a"), RawStack(types::uint8, {1}, "b")};
     std::uint64_t const size = raw[0].bytes(0).size();

@@ -29,6 +29,7 @@ UnitRecord record_of(RuntimeValue const& unit) {
 }
 
 void set_from_record(RuntimeValue& unit, UnitRecord const& record) {
+    if (record == UnitRecord{}) return unit.clear();
     std::array<Vexa::units::detail::Fraction, 9> exponents;
     for (std::size_t i = 0; i < exponents.size(); ++i) {
         exponents[i] = {record.exponents[i].numerator, record.exponents[i].denominator};
@@ -173,9 +174,9 @@ void StackImp::read_footer(RecordReader& in) {
     in.seek(position);
     auto const size = in.value<std::uint32_t>();
     StackFooter::check_size(size);
-    StackFooter defaults;
-    defaults.footer_size = size;
-    auto block = defaults.encode();
+    static auto const defaults = StackFooter{}.encode();
+    auto block = defaults;
+    FooterLayout::footer_size.store(block, size);
     std::size_t const known = std::min<std::size_t>(size, FooterLayout::size);
     in.read(block.data() + FooterLayout::footer_size.end(), known - FooterLayout::footer_size.end());
     in.skip(size - known);

@@ -1,6 +1,9 @@
 #include <vexa/bf/records_internal.h>
 
+#include <bit>
+#include <cstddef>
 #include <stdexcept>
+#include <type_traits>
 
 #include <fmt/format.h>
 
@@ -70,41 +73,25 @@ void StackHeader::check() const {
     if (rank > max_rank) throw std::runtime_error(fmt::format("Invalid stack rank {}.", rank));
 }
 
-UnitRecord::Bytes UnitRecord::encode() const {
-    using L = UnitRecordLayout;
-    std::array<std::int32_t, 18> pairs{};
-    for (std::size_t i = 0; i < exponents.size(); ++i) {
-        pairs[2 * i] = exponents[i].numerator;
-        pairs[2 * i + 1] = exponents[i].denominator;
-    }
-    Bytes block{};
-    L::exponents.store(block, pairs);
-    L::factor.store(block, factor);
-    return block;
-}
+// A unit record in memory is laid out like its block.
+static_assert(sizeof(UnitRecord) == UnitRecordLayout::size && std::is_trivially_copyable_v<UnitRecord>);
+static_assert(offsetof(UnitRecord, exponents) == UnitRecordLayout::exponents.offset);
+static_assert(offsetof(UnitRecord, factor) == UnitRecordLayout::factor.offset);
+static_assert(sizeof(UnitRecord::Exponent) == 2 * sizeof(std::int32_t));
 
-UnitRecord UnitRecord::decode(Bytes const& block) {
-    using L = UnitRecordLayout;
-    auto const pairs = L::exponents.load(block);
-    UnitRecord unit;
-    for (std::size_t i = 0; i < unit.exponents.size(); ++i)
-        unit.exponents[i] = {.numerator = pairs[2 * i], .denominator = pairs[2 * i + 1]};
-    unit.factor = L::factor.load(block);
-    return unit;
-}
+UnitRecord::Bytes UnitRecord::encode() const { return std::bit_cast<Bytes>(*this); }
+
+UnitRecord UnitRecord::decode(Bytes const& block) { return std::bit_cast<UnitRecord>(block); }
 
 StackFooter::Bytes StackFooter::encode() const {
     using L = FooterLayout;
-    PerAxis<UnitRecord::Bytes> unit_bytes;
-    for (std::size_t axis = 0; axis < max_rank; ++axis) unit_bytes[axis] = axis_units[axis].encode();
-
     Bytes block{};
     L::footer_size.store(block, footer_size);
     L::has_col_positions.store(block, has_col_positions);
     L::has_col_labels.store(block, has_col_labels);
     L::obsolete_text_length.store(block, obsolete_text_length);
     L::data_units.store(block, data_units.encode());
-    L::axis_units.store(block, unit_bytes);
+    L::axis_units.store(block, std::bit_cast<PerAxis<UnitRecord::Bytes>>(axis_units));
     L::flush_position_count.store(block, flush_position_count);
     L::flush_block_size.store(block, flush_block_size);
     L::tag_bytes.store(block, tag_bytes);
@@ -119,25 +106,21 @@ StackFooter::Bytes StackFooter::encode() const {
 
 StackFooter StackFooter::decode(Bytes const& block) {
     using L = FooterLayout;
-    StackFooter footer{.footer_size = L::footer_size.load(block),
-                       .has_col_positions = L::has_col_positions.load(block),
-                       .has_col_labels = L::has_col_labels.load(block),
-                       .obsolete_text_length = L::obsolete_text_length.load(block),
-                       .data_units = UnitRecord::decode(L::data_units.load(block)),
-                       .axis_units = {},
-                       .flush_position_count = L::flush_position_count.load(block),
-                       .flush_block_size = L::flush_block_size.load(block),
-                       .tag_bytes = L::tag_bytes.load(block),
-                       .end_of_stack_position = L::end_of_stack_position.load(block),
-                       .required_reader_version = L::required_reader_version.load(block),
-                       .footer_end_position = L::footer_end_position.load(block),
-                       .samples_written = L::samples_written.load(block),
-                       .chunk_record_count = L::chunk_record_count.load(block),
-                       .has_xy_col_positions = L::has_xy_col_positions.load(block)};
-    auto const unit_bytes = L::axis_units.load(block);
-    for (std::size_t axis = 0; axis < max_rank; ++axis)
-        footer.axis_units[axis] = UnitRecord::decode(unit_bytes[axis]);
-    return footer;
+    return {.footer_size = L::footer_size.load(block),
+            .has_col_positions = L::has_col_positions.load(block),
+            .has_col_labels = L::has_col_labels.load(block),
+            .obsolete_text_length = L::obsolete_text_length.load(block),
+            .data_units = UnitRecord::decode(L::data_units.load(block)),
+            .axis_units = std::bit_cast<PerAxis<UnitRecord>>(L::axis_units.load(block)),
+            .flush_position_count = L::flush_position_count.load(block),
+            .flush_block_size = L::flush_block_size.load(block),
+            .tag_bytes = L::tag_bytes.load(block),
+            .end_of_stack_position = L::end_of_stack_position.load(block),
+            .required_reader_version = L::required_reader_version.load(block),
+            .footer_end_position = L::footer_end_position.load(block),
+            .samples_written = L::samples_written.load(block),
+            .chunk_record_count = L::chunk_record_count.load(block),
+            .has_xy_col_positions = L::has_xy_col_positions.load(block)};
 }
 
 void StackFooter::check_size(std::uint32_t footer_size) {
