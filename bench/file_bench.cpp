@@ -88,7 +88,8 @@ int main(int argc, char** argv) {
                        .target = 0.5,
                        .candidate = [path, &file] { file = Vexa::open_file(path, Mode::read); },
                        .baseline = [path] { walk_plainly(path); },
-                       .before = [&file] { file.reset(); }});
+                       .before = [&file] { file.reset(); },
+                       .clock = Vexa::bench::Clock::thread});
     }
     return table.run();
 }

@@ -216,6 +216,8 @@ void FileImp::set_threading_support(ThreadingSupport support) {
 // The device
 
 bool FileImp::can_seek(unsigned long pos) {
+    // Where nothing is written, a stream need not be told to change its direction.
+    if (!writable_ && pos == tell()) return true;
     // A stream that moves empties its buffer first and keeps a failure to itself.
     if (std::exchange(unflushed_, false)) flush_file_buffers();
     unsigned long const reached = DiskFile::seek(pos);

@@ -24,7 +24,7 @@ public:
     void restore() {
         if (!armed_) return;
         armed_ = false;
-        if (device_.tell() != position_) device_.seek(position_);
+        device_.seek(position_);
     }
     /// Stay where the device is.
     void release() { armed_ = false; }

@@ -1,5 +1,6 @@
 #include <vexa/bf/record_reader_internal.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -22,7 +23,13 @@ namespace {
 
 void RecordReader::seek(unsigned long position) {
     if (position == position_) return;
-    device_.seek(position);
+    // A buffered stream passes over a few bytes faster than it moves.
+    std::array<char, 4096> passed;
+    unsigned long const distance = position - position_;
+    if (position > position_ && distance <= passed.size() && distance <= left())
+        device_.read(passed.data(), distance);
+    else
+        device_.seek(position);
     position_ = position;
 }
 
