@@ -301,7 +301,7 @@ TEST_F(StackRecordTest, LocksTheDescriptionButNotTheTags) {
     stack->write(types::uint8, samples.data(), nullptr, 1);
     VEXA_EXPECT_THROWS(stack->set_name("late"), std::runtime_error, "Cannot set values: Object locked.");
     VEXA_EXPECT_THROWS(stack->set_label(0, "late"), std::runtime_error, "Cannot set values: Object locked.");
-    EXPECT_NO_THROW(stack->set_tag("late", JSON::Value(true)));
+    EXPECT_NO_THROW(stack->set_tag("late", VProp(7)));
     stack->write(types::uint8, samples.data(), nullptr, 1);
     file->close();
     EXPECT_NO_THROW(open()->get_stack(0)->set_name("a stack that was read can be renamed in memory"));
