@@ -191,7 +191,8 @@ public:
             ->UseManualTime();
     }
 
-    /// Measure all and print the table. \return what main should return
+    /// Measure all and print the table.
+    /// \return what main should return
     int run() {
         detail::TableReporter reporter(name_width_);
         benchmark::RunSpecifiedBenchmarks(&reporter);

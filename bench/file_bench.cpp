@@ -10,7 +10,6 @@
 
 #include <bench/bench.h>
 #include <vexa/bf/FileImp.h>
-#include <vexa/bf/layout_internal.h>
 #include <vexa/foundation/types.h>
 #include <vexa/testing/temporary_folder.h>
 
@@ -20,6 +19,12 @@ using namespace Vexa::bf;
 using Mode = DiskFile::Mode;
 
 constexpr int stack_count = 10000;
+
+// The walk needs these few places, as docs/format.md gives them.
+constexpr std::size_t file_header_size = 26, first_stack_offset = 14;
+constexpr std::size_t stack_header_size = 368, name_length_offset = 336, data_length_offset = 352,
+                      next_stack_offset = 360;
+constexpr std::size_t footer_size = 1528, footer_end_offset = 1444;
 
 /// A file of stacks of `size` x `size` bytes.
 std::filesystem::path make_file(std::filesystem::path const& path, unsigned long size) {
@@ -51,20 +56,20 @@ void get(FILE* stream, std::vector<char>& block, std::size_t n) {
 void walk_plainly(std::filesystem::path const& path) {
     FILE* const stream = std::fopen(path.c_str(), "r");
     std::vector<char> block;
-    get(stream, block, 26);
-    auto position = value_at<std::uint64_t>(block, FileHeaderLayout::first_stack_position.offset);
+    get(stream, block, file_header_size);
+    auto position = value_at<std::uint64_t>(block, first_stack_offset);
     while (position != 0) {
         ::fseeko(stream, static_cast<off_t>(position), SEEK_SET);
-        get(stream, block, StackHeaderLayout::size);
-        auto const next = value_at<std::uint64_t>(block, StackHeaderLayout::next_stack_position.offset);
-        auto const name = value_at<std::uint32_t>(block, StackHeaderLayout::name_length.offset);
-        auto const data = value_at<std::uint64_t>(block, StackHeaderLayout::data_length.offset);
+        get(stream, block, stack_header_size);
+        auto const next = value_at<std::uint64_t>(block, next_stack_offset);
+        auto const name = value_at<std::uint32_t>(block, name_length_offset);
+        auto const data = value_at<std::uint64_t>(block, data_length_offset);
         get(stream, block, name);
-        std::uint64_t const footer = position + StackHeaderLayout::size + name + data;
+        std::uint64_t const footer = position + stack_header_size + name + data;
         ::fseeko(stream, static_cast<off_t>(footer), SEEK_SET);
-        get(stream, block, FooterLayout::size);
-        auto const end = value_at<std::uint64_t>(block, FooterLayout::footer_end_position.offset);
-        get(stream, block, end - footer - FooterLayout::size);
+        get(stream, block, footer_size);
+        auto const end = value_at<std::uint64_t>(block, footer_end_offset);
+        get(stream, block, end - footer - footer_size);
         Vexa::bench::keep(block);
         position = next;
     }

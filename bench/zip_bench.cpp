@@ -95,7 +95,8 @@ void plain_write(std::filesystem::path const& path, Bytes const& data) {
     }
 }
 
-/// Inflate \p n bytes that start at \p offset of the file. \param raw without the zlib header.
+/// Inflate \p n bytes that start at \p offset of the file.
+/// \param raw without the zlib header.
 void plain_inflate(std::filesystem::path const& path, unsigned long offset, unsigned long size, bool raw,
                    unsigned char* out, std::size_t n) {
     File file(path, "r");

@@ -48,7 +48,8 @@ public:
     Acquisition(Camera& camera, std::string const& path, std::string const& preview_path,
                 Vexa::bf::ThreadingSupport const& threading);
 
-    /// Take all planes and close both files. \param progress is told how many planes are done
+    /// Take all planes and close both files.
+    /// \param progress is told how many planes are done
     void run(std::function<void(std::uint32_t)> const& progress);
 
     std::vector<Channel> const& channels() const { return channels_; }

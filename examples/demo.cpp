@@ -197,7 +197,8 @@ void draw(Vexa::bf::StackInterface const& stack, Camera const& camera, std::file
                calibrated ? fmt::format("{:g} um", micrometres) : fmt::format("{} pixels", bar));
 }
 
-/// Run the tool with its output on ours. \return its exit code
+/// Run the tool with its output on ours.
+/// \return its exit code
 int run_tool(std::string const& tool, std::vector<std::string> arguments) {
     std::fflush(stdout);
     std::vector<char*> argv{const_cast<char*>(tool.c_str())};

@@ -32,7 +32,8 @@ bool read_file(char const* path, std::vector<std::uint16_t> const& samples) {
     auto const stack = file->get_stack(0);
     std::vector<double> values(stack->number_of_elements());
     stack->read(Vexa::types::double_, values.data(), nullptr);
-    return stack->name() == "ramp" && std::equal(values.begin(), values.end(), samples.begin(), samples.end());
+    return stack->name() == "ramp" &&
+           std::equal(values.begin(), values.end(), samples.begin(), samples.end());
 }
 
 bool use_values() {

@@ -95,7 +95,8 @@ std::unique_ptr<Output> make_output(CatOptions const& options, bf::StackInterfac
     return std::make_unique<TextOutput>(stack.type(), size);
 }
 
-/// Keep every \p step th sample. \return how many that are
+/// Keep every \p step th sample.
+/// \return how many that are
 std::uint64_t thin_out(unsigned char* samples, std::uint64_t count, std::uint64_t step, std::size_t size) {
     if (step == 1) return count;
     std::uint64_t kept = 0;

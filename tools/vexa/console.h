@@ -15,9 +15,11 @@ void throw_if_interrupted();
 
 /// Print a line on standard error, with the name of the program before it.
 void complain(std::string_view text);
-/// Put text on standard output. \throws Failure with Exit::output_failed
+/// Put text on standard output.
+/// \throws Failure with Exit::output_failed
 void put(std::string_view text);
-/// To be called at the end, since buffered text fails late. \throws Failure with Exit::output_failed
+/// To be called at the end, since buffered text fails late.
+/// \throws Failure with Exit::output_failed
 void flush_output();
 
 /// How text stands out on a terminal.

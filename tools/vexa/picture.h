@@ -27,14 +27,16 @@ struct Contrast {
 Contrast find_contrast(std::vector<double> const& values);
 
 /// Map values to grey, linearly and cut at both ends; NaN becomes black. Where black and white are the same,
-/// all that is not above them is black. \param values width * height of them, row by row
+/// all that is not above them is black.
+/// \param values width * height of them, row by row
 GreyPicture make_picture(std::vector<double> const& values, std::uint32_t width, std::uint32_t height,
                          int bits, Contrast const& contrast);
 
 /// Draw a bar of \p length pixels into the lower right corner, white with a black rim.
 void draw_scale_bar(GreyPicture& picture, std::uint32_t length);
 
-/// Write the picture. The file is not yet published. \throws Failure with Exit::output_failed
+/// Write the picture. The file is not yet published.
+/// \throws Failure with Exit::output_failed
 void write_png(OutputFile const& file, GreyPicture const& picture);
 
 } // namespace Vexa::tool

@@ -13,7 +13,8 @@ namespace Vexa::tool {
 /// \throws Failure with Exit::damaged when the file has another size
 std::unique_ptr<SampleSource> open_raw(std::filesystem::path const& path, ImageInfo const& info);
 
-/// Write \p header and then bare samples. \param file must outlive the result
+/// Write \p header and then bare samples.
+/// \param file must outlive the result
 std::unique_ptr<SampleSink> write_bytes(OutputFile const& file, std::string const& header,
                                         std::size_t element_size);
 

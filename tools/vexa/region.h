@@ -17,9 +17,10 @@ struct AxisRange {
 };
 
 /// Read a region as NumPy writes it, slowest axis first: "3, :, 100:200", "..., ::2", "-1". Negative numbers
-/// count from the end of an axis, ends are cut to the axis, axes not named are taken whole. \param shape of
-/// the stack, axis 0, the fastest, first \return one range for each axis, axis 0 first \throws Failure with
-/// Exit::wrong_use
+/// count from the end of an axis, ends are cut to the axis, axes not named are taken whole.
+/// \param shape of the stack, axis 0, the fastest, first
+/// \return one range for each axis, axis 0 first
+/// \throws Failure with Exit::wrong_use
 std::vector<AxisRange> parse_region(std::string_view text, std::vector<unsigned long> const& shape);
 
 /// The shape of what a region takes, axis 0 first, without the axes that drop out.

@@ -15,7 +15,8 @@ std::filesystem::path sidecar_path(std::filesystem::path const& raw);
 /// What stands in it.
 JSON::Value sidecar_json(ImageInfo const& info);
 
-/// Read it. \throws Failure with Exit::no_input when it is missing, Exit::damaged when it makes no sense
+/// Read it.
+/// \throws Failure with Exit::no_input when it is missing, Exit::damaged when it makes no sense
 ImageInfo read_sidecar(std::filesystem::path const& raw);
 
 } // namespace Vexa::tool

@@ -22,7 +22,8 @@ using StackPtr = std::shared_ptr<bf::StackInterface>;
 FilePtr open_vbf(std::filesystem::path const& path);
 
 /// The stack that an argument names: its index, or "=" and its name.
-/// \return the index \throws Failure with Exit::wrong_use
+/// \return the index
+/// \throws Failure with Exit::wrong_use
 unsigned long find_stack(bf::FileInterface const& file, std::string const& argument);
 
 /// Run a part of a command that reads samples: what the library throws becomes a Failure with Exit::damaged.
@@ -42,7 +43,8 @@ std::string state_text(bf::StackInterface& stack);
 
 /// All of a stack but its samples.
 JSON::Value stack_json(bf::StackInterface& stack, unsigned long index);
-/// All of a file but the samples of its stacks. \param only a stack, or null for all
+/// All of a file but the samples of its stacks.
+/// \param only a stack, or null for all
 JSON::Value file_json(bf::FileInterface& file, std::filesystem::path const& path, unsigned long const* only);
 
 /// The table of `vexa ls`: a line with headings, then a line for each stack.

@@ -22,7 +22,9 @@ std::string shape_text(std::vector<unsigned long> const& shape);
 std::string type_text(int type);
 /// The type that a name stands for, names of NumPy such as "float32" included; 0 for none.
 int type_from_text(std::string_view name);
-/// "10,512,512", slowest axis first. \return axis 0 first \throws Failure with Exit::wrong_use
+/// "10,512,512", slowest axis first.
+/// \return axis 0 first
+/// \throws Failure with Exit::wrong_use
 std::vector<unsigned long> parse_shape(std::string_view text);
 /// A unit such as "um"; empty for the number 1, "invalid" for an invalid value.
 std::string unit_text(units::RuntimeValue const& unit);

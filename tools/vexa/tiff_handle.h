@@ -19,7 +19,8 @@ public:
 
     TIFF* get() const { return handle_.get(); }
     explicit operator bool() const { return handle_ != nullptr; }
-    /// Close now, as the last data go to disk then. \return whether no error came
+    /// Close now, as the last data go to disk then.
+    /// \return whether no error came
     bool close();
     bool has_error() const { return !errors_.empty(); }
     /// The first error since the last call, or a general text.

@@ -15,8 +15,8 @@ namespace Vexa::tool {
 std::unique_ptr<SampleSource> open_tiff(std::filesystem::path const& path);
 
 /// Write a stack as pages of its first two axes, uncompressed, with a note of its shape. An axis 0 with the
-/// label `colour_label` becomes the samples of a pixel. Files that may pass 4 GiB are BigTIFF. \param file
-/// must outlive the result
+/// label `colour_label` becomes the samples of a pixel. Files that may pass 4 GiB are BigTIFF.
+/// \param file must outlive the result
 std::unique_ptr<SampleSink> write_tiff(OutputFile const& file, ImageInfo const& info);
 
 } // namespace Vexa::tool

@@ -8,7 +8,8 @@ namespace Vexa::tool {
 
 /// The note of a shape: `{"shape": [..]}`, slowest axis first.
 std::string shape_note(std::vector<unsigned long> const& shape);
-/// Read such a note. \return the shape, axis 0 first; empty when \p text is none
+/// Read such a note.
+/// \return the shape, axis 0 first; empty when \p text is none
 std::vector<unsigned long> parse_shape_note(std::string_view text);
 
 /// What the description of a TIFF file may say about its pages: lines of `key=value`, the first of them the

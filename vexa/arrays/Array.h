@@ -22,7 +22,8 @@ class VEXA_API Shared_Memory_Object : public boost::interprocess::shared_memory_
 public:
     /// Create an object of \p size bytes, zeroed, under a random name, which others may read.
     explicit Shared_Memory_Object(std::size_t size);
-    /// Open an existing object. \param name with or without the "/" in front
+    /// Open an existing object.
+    /// \param name with or without the "/" in front
     explicit Shared_Memory_Object(std::string const& name);
     Shared_Memory_Object(Shared_Memory_Object const&) = delete;
     Shared_Memory_Object& operator=(Shared_Memory_Object const&) = delete;
@@ -90,7 +91,8 @@ private:
     std::mutex mutex_; ///< taken by share() alone
 };
 
-/// Try out whether the system's shared memory works. \return what went wrong; empty if nothing did
+/// Try out whether the system's shared memory works.
+/// \return what went wrong; empty if nothing did
 VEXA_API std::string test_shared_memory();
 
 } // namespace Vexa

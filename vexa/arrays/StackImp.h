@@ -33,11 +33,13 @@ public:
     virtual void const* get_data_ptr() const = 0;
     /// Whether the block is in shared memory.
     virtual bool is_shared() const = 0;
-    /// Move the block into shared memory; see Array::share(). \return the name that opens it there
+    /// Move the block into shared memory; see Array::share().
+    /// \return the name that opens it there
     virtual char const* share() const = 0;
     /// The block, which outlives the stack as long as somebody holds it.
     virtual std::shared_ptr<Array> data() = 0;
-    /// Tell the listeners that samples changed. \param slice which ones
+    /// Tell the listeners that samples changed.
+    /// \param slice which ones
     virtual void signal_data_changed(Slice const& slice) = 0;
     /// Subscribe to signal_data_changed(), for as long as the token lives somewhere.
     /// \throws std::invalid_argument "Cannot subscribe an empty function."
@@ -65,7 +67,8 @@ public:
     StackImp(int type, std::vector<std::size_t> const& shape, std::shared_ptr<Array> data);
     /// A new block, all zero, as from allocate_data(); so in the constructors below.
     StackImp(int type, std::vector<std::size_t> const& shape);
-    /// Copy the description. \param type 0 takes the type of \p info
+    /// Copy the description.
+    /// \param type 0 takes the type of \p info
     StackImp(StackInfoInterface const& info, int type);
     explicit StackImp(StackInfoImp&& info);
     ~StackImp() override;

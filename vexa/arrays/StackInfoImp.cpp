@@ -41,7 +41,8 @@ std::size_t product_of(std::size_t const* first, std::size_t const* last) {
     return product;
 }
 
-/// Assign the entries that both vectors have. \return whether any differed; NaN always differs
+/// Assign the entries that both vectors have.
+/// \return whether any differed; NaN always differs
 bool assign_common(std::vector<double>& target, std::vector<double> const& values) {
     bool changed = false;
     for (std::size_t i = 0; i < std::min(target.size(), values.size()); ++i) {

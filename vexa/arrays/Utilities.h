@@ -53,7 +53,8 @@ public:
 /// A new memory stack, all zero. Fails as the constructors of arrays::StackImp do.
 VEXA_API std::shared_ptr<arrays::StackInterface> create_stack(int type,
                                                               std::vector<std::size_t> const& shape);
-/// A new memory stack with a copy of the description. \param type 0 takes the type of \p info
+/// A new memory stack with a copy of the description.
+/// \param type 0 takes the type of \p info
 VEXA_API std::shared_ptr<arrays::StackInterface> create_stack(arrays::StackInfoInterface const& info,
                                                               int type);
 

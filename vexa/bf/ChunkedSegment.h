@@ -50,14 +50,16 @@ public:
     /// The logical position.
     unsigned long tell() const override { return logical_position_; }
     /// \note Deliberate: if the file is open for writing, this forgets all chunks behind \p pos, also while
-    /// the segment only reads. \throws std::runtime_error "Cannot seek beyond current position in write
-    /// mode." \throws std::runtime_error "Position out of range in chunked segment."
+    /// the segment only reads.
+    /// \throws std::runtime_error "Cannot seek beyond current position in write mode."
+    /// \throws std::runtime_error "Position out of range in chunked segment."
     unsigned long seek(unsigned long pos) override;
     /// \note Deliberate: a read that ends where a chunk starts moves on to that chunk.
     void read(void* buffer, unsigned long n) override;
     /// Write where the file stands, which must be behind the last byte written. A new chunk is recorded
-    /// before its bytes go out, and stays if that fails. \throws std::runtime_error "File pointer has moved
-    /// but chunk-wise writing not allowed." \throws std::runtime_error "File pointer moved backwards."
+    /// before its bytes go out, and stays if that fails.
+    /// \throws std::runtime_error "File pointer has moved but chunk-wise writing not allowed."
+    /// \throws std::runtime_error "File pointer moved backwards."
     void write(void const* buffer, unsigned long n) override;
     /// Does nothing: each write flushes, unless told not to.
     void flush_file_buffers() override {}

@@ -43,11 +43,12 @@ public:
     /// A null stream leaves the file closed.
     /// \throws std::runtime_error "File already open or attached."
     void attach(FILE*& stream, Mode mode);
-    /// Give the stream away, also one from open(), with what it has buffered. \return null if there is none
+    /// Give the stream away, also one from open(), with what it has buffered.
+    /// \return null if there is none
     FILE* detach();
     /// Close the stream of open(); without a stream do nothing. A failure of `fclose` is ignored: who needs
-    /// to know calls flush_file_buffers() before. \throws std::runtime_error "File not opened with open(),
-    /// cannot close."
+    /// to know calls flush_file_buffers() before.
+    /// \throws std::runtime_error "File not opened with open(), cannot close."
     void close();
 
     bool is_open_for_reading() const override;

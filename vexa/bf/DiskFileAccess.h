@@ -14,8 +14,9 @@ namespace Vexa::bf {
 struct ThreadingSupport {
     /// Wanted parallel compression streams; 0 counts as 1.
     std::uint64_t number_of_threads = 1;
-    /// Run a work item once, on any thread, at any time, and return the future of its completion, which also
-    /// carries what the item throws. Must not be empty when number_of_threads is above 1.
+    /// Run a work item once, on any thread, at any time, and return the future of its completion. An exception
+    /// in that future is passed on to the caller of the device. Must not be empty when number_of_threads is
+    /// above 1.
     std::function<std::future<void>(std::function<void()>)> execute;
 };
 
@@ -29,7 +30,8 @@ public:
     virtual bool is_open_for_writing() const = 0;
     /// The current position.
     virtual unsigned long tell() const = 0;
-    /// Move the current position. \return the new position
+    /// Move the current position.
+    /// \return the new position
     virtual unsigned long seek(unsigned long pos) = 0;
     /// Fill \p buffer with exactly \p n bytes from the current position, or throw.
     virtual void read(void* buffer, unsigned long n) = 0;
@@ -41,7 +43,8 @@ public:
     virtual ThreadingSupport const& threading_support() const = 0;
 
     /// Write the bytes of \p s, after their count as an unsigned 32-bit integer if \p with_length. There is
-    /// no terminator. \note Deliberate: of a length of 4 GiB or more only the low 32 bits are written.
+    /// no terminator.
+    /// \note Deliberate: of a length of 4 GiB or more only the low 32 bits are written.
     void write_str(std::string const& s, bool with_length);
     /// Read \p n bytes into \p s; all ones stands for "the count comes first, as an unsigned 32-bit integer".
     /// A count of 0 empties \p s and reads nothing more. A count that the device cannot deliver takes no

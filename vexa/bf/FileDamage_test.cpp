@@ -1,4 +1,4 @@
-// Files that were cut, changed or made up: a clear error or the truth, and never more memory than they deserve.
+// Files that were cut, changed or made up: a clear error or the truth, and no more memory than they deserve.
 
 #include <vexa/bf/FileImp.h>
 
@@ -70,7 +70,8 @@ std::size_t peak_of(Action action) {
 
 class FileDamage : public ::testing::Test {
 protected:
-    /// Open the bytes and read what can be read. \return whether all of it could
+    /// Open the bytes and read what can be read.
+    /// \return whether all of it could
     bool read_all(std::string const& bytes, unsigned long threads = 1) {
         ByteStream stream(bytes);
         auto const file = std::make_shared<FileImp>(false);

@@ -56,7 +56,9 @@ void measure(FILE*& stream, std::function<void(Step const&)> const& run) {
         stack->set_name(std::string(3000, 'n'));
     });
     run([&] { write(stack, 1200); });
-    run([&] { stack->write_end(types::uint8); });
+    run([&] {
+        if (stack) stack->write_end(types::uint8);
+    });
     stack.reset();
     run([&] {
         stack = file->add_stack(types::uint8, {6000}, false);
@@ -110,12 +112,11 @@ TEST_P(FileFaults, AtAnyWriteAreTold) {
             stream.write_calls = k;
             stream.once = once;
             auto const failures = failures_of(stream.stream());
-            failed = stream.write_calls == 0 || (once && stream.write_calls == unlimited);
-            if (failed)
-                EXPECT_FALSE(failures.empty()) << "write " << k << " was lost in silence";
-            else
-                EXPECT_EQ(stream.bytes, whole.bytes);
-            if (failures.empty()) continue;
+            failed = !failures.empty();
+            if (!failed) {
+                EXPECT_EQ(stream.bytes, whole.bytes) << "write " << k << " was lost in silence";
+                continue;
+            }
             EXPECT_TRUE(failures[0].ends_with(": No space left on device")) << failures[0];
             EXPECT_TRUE(failures[0].starts_with("Failed writing ") ||
                         failures[0].starts_with("Failed flushing "))
@@ -137,10 +138,11 @@ TEST_P(FileFaults, AtAnyByteAreTold) {
         if (GetParam()) set_small_buffer(stream, small);
         stream.write_bytes = n;
         auto const failures = failures_of(stream.stream());
-        if (failures.empty())
+        if (failures.empty()) {
             EXPECT_EQ(stream.bytes, whole.bytes) << n;
-        else
+        } else {
             EXPECT_EQ(stream.write_bytes, 0u);
+        }
     }
 }
 
@@ -205,7 +207,6 @@ TEST(FileFault, InReadingIsToldAndTheNextReadIsGood) {
     std::rewind(stream.stream());
     file = std::make_shared<FileImp>(false);
     file->attach(stream.stream(), Mode::read);
-    stream.once = true;
     stream.error = EIO;
     for (std::size_t i = 0; i < 2; ++i) {
         auto const stack = file->get_stack(i);
@@ -214,6 +215,7 @@ TEST(FileFault, InReadingIsToldAndTheNextReadIsGood) {
         stream.read_calls = 0;
         EXPECT_THROW(stack->read(types::uint8, read.data(), nullptr, 50000, pos), VexaError);
         EXPECT_EQ(pos, 0u);
+        stream.read_calls = unlimited;
         stack->read(types::uint8, read.data(), nullptr, samples.size(), pos);
         EXPECT_EQ(read, samples);
     }

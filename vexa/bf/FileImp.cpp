@@ -1,12 +1,17 @@
 #include <vexa/bf/FileImp.h>
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include <vexa/bf/StackImp.h>
 #include <vexa/bf/position_guard_internal.h>
 #include <vexa/bf/record_reader_internal.h>
 #include <vexa/bf/records_internal.h>
+#include <vexa/foundation/error.h>
 
 namespace Vexa {
 
@@ -208,10 +213,20 @@ void FileImp::set_threading_support(ThreadingSupport support) {
 
 // The device
 
-unsigned long FileImp::seek(unsigned long pos) {
+bool FileImp::can_seek(unsigned long pos) {
     // A stream that moves empties its buffer first and keeps a failure to itself.
     if (std::exchange(unflushed_, false)) flush_file_buffers();
-    return DiskFile::seek(pos);
+    unsigned long const reached = DiskFile::seek(pos);
+    return pos == end_of_file ? reached != pos : reached == pos;
+}
+
+unsigned long FileImp::seek(unsigned long pos) {
+    if (!can_seek(pos)) {
+        VexaError error(nullptr, nullptr, 0);
+        error.message = fmt::format("Failed seeking in file: {}", std::strerror(errno));
+        throw error;
+    }
+    return tell();
 }
 
 void FileImp::write(void const* buffer, unsigned long n) {

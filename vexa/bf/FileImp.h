@@ -64,8 +64,13 @@ public:
     void set_tag(std::string const& key, std::string const& value) override;
     std::string tag(std::string const& key) const override;
 
-    /// As DiskFile::seek(), and reports what goes wrong with the bytes that the stream still holds.
+    /// As DiskFile::seek(), but what goes wrong is told, also with the bytes that the stream still holds: who
+    /// reads or writes elsewhere than he thinks would damage the file or take other data for his own.
+    /// \throws VexaError "Failed seeking in file: {reason}"
     unsigned long seek(unsigned long pos) override;
+    /// As seek().
+    /// \return false if the stream cannot move there and stays where it is
+    bool can_seek(unsigned long pos);
     void write(void const* buffer, unsigned long n) override;
 
     /// Write a list entry per tag, in key order, without the end of the list.
@@ -89,7 +94,8 @@ public:
     void write_pending_header();
     /// Enter a stack, whose header now stands at \p stack_position, into the chain.
     void on_stack_header_written(unsigned long stack_position);
-    /// Call the progress callback. \throws std::runtime_error "Cancelled by user."
+    /// Call the progress callback.
+    /// \throws std::runtime_error "Cancelled by user."
     void report_progress(unsigned long bytes) const;
     unsigned long chunk_size() const { return chunk_size_; }
     /// Counts the files this object has worked on, so that a stack can tell that it belongs to an earlier

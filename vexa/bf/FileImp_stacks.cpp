@@ -116,7 +116,7 @@ void FileImp::read_stack_chain(unsigned long first_position) {
     unsigned long const back = tell();
     std::unordered_set<unsigned long> visited;
     for (unsigned long position = first_position; position != 0;) {
-        if (!visited.insert(position).second || seek(position) == static_cast<unsigned long>(-1))
+        if (!visited.insert(position).second || !can_seek(position))
             throw std::runtime_error("Invalid stack position specified in header.");
         link_position_ = position + StackHeaderLayout::next_stack_position.offset;
         auto const stack = std::make_shared<StackImp>(shared_from_this());

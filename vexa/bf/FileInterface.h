@@ -22,12 +22,16 @@ namespace Vexa::bf {
 
 /// A VBF file: stacks in the order they were added, a description, and named tags.
 ///
-/// Made by Vexa::create_file() or Vexa::open_file() and held by std::shared_ptr.
+/// Made by Vexa::create_file() or Vexa::open_file() and held by std::shared_ptr. A file is finished by
+/// close() or detach(). The destructor finishes it too, with unfinished stacks padded, but swallows what goes
+/// wrong. A file that was never finished can't be opened.
+///
 /// Owns: its stacks, and a stream from open(). Borrows: a stream from attach(), until detach().
-/// A file is finished by close() or detach(). The destructor finishes it too, with unfinished stacks padded,
-/// but swallows what goes wrong. A file that was never finished can't be opened. Failures: "File not open."
-/// (std::runtime_error) without a stream; what the disk layer reports passes through. Threads: a file and all
-/// of its stacks belong to one thread at a time. The library starts none.
+/// Failures: std::runtime_error "File not open." without a stream; VexaError "Failed reading {n} bytes from
+/// file: {reason}", "Failed writing {n} bytes to file: {reason}", "Failed flushing data to file: {reason}",
+/// "Failed seeking in file: {reason}". A length or count in a file that the file cannot hold is told like a
+/// read that comes up short, before any memory is taken for it.
+/// Threads: a file and all of its stacks belong to one thread at a time. The library starts none.
 class VEXA_API FileInterface {
 public:
     /// Where the value of a tag stands in the file.
@@ -42,7 +46,8 @@ public:
     std::int32_t default_compression_level = 1;
 
     /// Work on a stream of the caller, from where it stands; positions in the file stay absolute. After an
-    /// exception the stream stays attached. \throws what open() throws
+    /// exception the stream stays attached.
+    /// \throws what open() throws
     virtual void attach(FILE* stream, DiskFile::Mode mode) = 0;
     /// Open a file. One that can't be read as VBF is closed again.
     /// \throws std::runtime_error "File already open or attached."
@@ -51,13 +56,11 @@ public:
     /// \throws std::runtime_error "No VBF file header found."
     /// \throws std::runtime_error "File incomplete. Metadata missing." for a file that was never finished
     /// \throws std::runtime_error "Invalid stack position specified in header." for a chain of stacks that
-    /// leads
-    ///         nowhere or in circles
+    ///     leads nowhere or in circles
     /// \throws std::runtime_error "Corrupt VBF file." when the stacks' records share bytes
     /// \throws std::runtime_error of a stack's record: "Stack header not in VBF format.", "Invalid stack rank
-    /// {}.",
-    ///         "The product exceeds the maximum size.", "Invalid footer size {}.", "Cannot read stack with
-    ///         file format reader version {}. Need >= {}."
+    ///     {}.", "The product exceeds the maximum size.", "Invalid footer size {}.", "Cannot read stack with
+    ///     file format reader version {}. Need >= {}."
     virtual void open(std::filesystem::path const& path, DiskFile::Mode mode) = 0;
     /// Write the file header and finish every unfinished stack, which must have all its samples. Leaves the
     /// buffer of the stream alone; without effect on a file that is not writable.
@@ -67,11 +70,11 @@ public:
     /// \throws VexaError "Failed flushing data to file: {reason}"
     /// \throws std::runtime_error "File not opened with open(), cannot close."
     /// \note Deliberate: closing a file that was opened with mode modify writes the position of its new tag
-    /// list
-    ///       over the first 8 bytes, so that it can't be opened again.
+    ///     list over the first 8 bytes, so that it can't be opened again.
     virtual void close() = 0;
     /// As close(), but hand the stream over in place of closing it: behind the last byte written, or behind
-    /// the tag list of a file that was read. \return null without a stream
+    /// the tag list of a file that was read.
+    /// \return null without a stream
     virtual FILE* detach() = 0;
     /// Set how many bytes are moved between two progress reports, 4 MiB at first. It bounds the buffers too;
     /// a block has one sample at least.
@@ -95,22 +98,26 @@ public:
     /// Begin a tag of a length not yet known, at the current position.
     /// \throws std::invalid_argument "Empty tag key."
     virtual void start_tag(std::string const& key) = 0;
-    /// Add to the value of the open tag. \note Deliberate: its length counts modulo 4 GiB.
+    /// Add to the value of the open tag.
+    /// \note Deliberate: its length counts modulo 4 GiB.
     virtual void write_tag_data(char const* data, unsigned long n) = 0;
     /// End the open tag.
     virtual void end_tag() = 0;
     /// Have a function called when the file is finished, which writes tags with write_tag() or start_tag(),
     /// write_tag_data() and end_tag() in place of those from set_tag().
     virtual void set_write_metadata_cb(std::function<void()> const& callback) = 0;
-    /// Move the stream to the end of a stack. \return the position
+    /// Move the stream to the end of a stack.
+    /// \return the position
     /// \throws std::runtime_error "File must be open in read mode to allow seeking to end of file."
     /// \throws std::runtime_error "Invalid stack number."
     virtual unsigned long seek_to_end_of_stack(unsigned int index) = 0;
 
     /// Add a stack. Earlier stacks are finished, except those that may stay open beside it: reserved ones,
     /// and chunk wise ones if the new one is chunk wise too. Nothing of the new stack is written before its
-    /// first write(). \param type 0 leaves the type to the first write \param shape up to 15 axes; a last
-    /// axis of 0 makes the stack grow \param data_less the stack has a description only and reads as zeros
+    /// first write().
+    /// \param type 0 leaves the type to the first write
+    /// \param shape up to 15 axes; a last axis of 0 makes the stack grow
+    /// \param data_less the stack has a description only and reads as zeros
     /// \throws std::runtime_error "File not open for writing."
     /// \throws std::invalid_argument "A stack in a file can have at most 15 axes."
     /// \throws std::runtime_error "The product exceeds the maximum size."
@@ -119,7 +126,8 @@ public:
     /// \throws what write_end() of an earlier stack throws
     virtual std::shared_ptr<StackInterface> add_stack(int type, std::vector<unsigned long> const& shape,
                                                       bool data_less) = 0;
-    /// Add a stack with a copy of a description. \param type 0 takes the type of the description
+    /// Add a stack with a copy of a description.
+    /// \param type 0 takes the type of the description
     virtual std::shared_ptr<StackInterface> add_stack(Vexa::arrays::StackInfoInterface const& info, int type,
                                                       bool data_less) = 0;
     /// Add a stack with a write mode of its own.
@@ -133,9 +141,11 @@ public:
     /// \param type the stored type; 0 takes the source's
     /// \throws std::invalid_argument "No stack given."
     virtual void write_stack(Vexa::arrays::StackInterface const* source, int type) = 0;
-    /// Read a whole stack into memory. \param type the type in memory; 0 takes the stored one
+    /// Read a whole stack into memory.
+    /// \param type the type in memory; 0 takes the stored one
     virtual std::shared_ptr<Vexa::arrays::StackInterface> read_stack(unsigned long index, int type) const = 0;
-    /// Write a tag at the current position. \throws std::invalid_argument "Empty tag key."
+    /// Write a tag at the current position.
+    /// \throws std::invalid_argument "Empty tag key."
     virtual void write_tag(std::string const& key, std::string const& value) = 0;
     /// Set who compresses and decompresses.
     virtual void set_threading_support(ThreadingSupport support) = 0;
@@ -161,7 +171,8 @@ namespace Vexa {
 /// \param no_metadata neither write nor load tags
 VEXA_API std::shared_ptr<bf::FileInterface> create_file(bool no_metadata);
 
-/// Make a file object and open it. \throws what bf::FileInterface::open() throws
+/// Make a file object and open it.
+/// \throws what bf::FileInterface::open() throws
 VEXA_API std::shared_ptr<bf::FileInterface> open_file(std::filesystem::path const& path,
                                                       bf::DiskFile::Mode mode);
 

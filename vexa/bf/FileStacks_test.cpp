@@ -389,11 +389,15 @@ TEST_F(FileStacks, InACircleAreRefused) {
 TEST_F(FileStacks, OutsideOfTheFileAreRefused) {
     std::string bytes = file_of({RawStack(types::uint8, {1}, "a")});
     file.reset();
-    for (std::uint64_t target : {bytes.size(), bytes.size() - 367, std::size_t{1} << 62}) {
+    for (std::uint64_t target : {bytes.size(), bytes.size() - 367, bytes.size() + 1000000}) {
         put(bytes, 14, target);
         write_bytes(path, bytes);
         EXPECT_THROW(Vexa::open_file(path, Mode::read), VexaError) << target;
     }
+    put(bytes, 14, (std::uint64_t{1} << 63) - 1);
+    write_bytes(path, bytes);
+    VEXA_EXPECT_THROWS(Vexa::open_file(path, Mode::read), std::runtime_error,
+                       "Invalid stack position specified in header.");
     put(bytes, 14, ~std::uint64_t{0});
     write_bytes(path, bytes);
     EXPECT_THROW(Vexa::open_file(path, Mode::read), std::exception);

@@ -21,8 +21,8 @@ class ReadOnlyView;
 class RecordReader;
 struct StackFooter;
 
-/// What the file's bytes say of one stack beside its description. Positions are absolute, in bytes; 0 while nothing
-/// is on disk.
+/// What the file's bytes say of one stack beside its description. Positions are absolute, in bytes; 0 while
+/// nothing is on disk.
 struct StackRecord {
     unsigned long stack_position = 0;
     unsigned long data_start_position = 0;
@@ -50,7 +50,8 @@ public:
     /// \throws std::invalid_argument "A stack in a file can have at most 15 axes."
     StackImp(int type, std::vector<unsigned long> const& shape, bool data_less,
              std::shared_ptr<FileImp> const& file);
-    /// For writing, with a copy of a description. \param type 0 takes the type of the description
+    /// For writing, with a copy of a description.
+    /// \param type 0 takes the type of the description
     StackImp(Vexa::arrays::StackInfoInterface const& info, int type, bool data_less,
              std::shared_ptr<FileImp> const& file);
     /// For reading, see read_info().
@@ -81,7 +82,8 @@ public:
     WriteMode write_mode() const { return write_mode_; }
     /// \throws std::runtime_error "Cannot set values: Object locked."
     void set_type(int type);
-    /// Set a type that is still open. \throws std::runtime_error "The type is already set to '{}'."
+    /// Set a type that is still open.
+    /// \throws std::runtime_error "The type is already set to '{}'."
     void set_variable_type(int type);
     /// Change shape and rank, whether locked or not. New axes have the length 1.0.
     /// \throws std::invalid_argument "A stack in a file can have at most 15 axes."
@@ -103,16 +105,17 @@ public:
     /// Write header, name and description where the file stands and enter the stack into the chain.
     /// \throws std::runtime_error "Invalid compression type specified."
     void write_header(FileImp* file);
-    /// Read what write_header() wrote. \return the position of the next stack, 0 for none
+    /// Read what write_header() wrote.
+    /// \return the position of the next stack, 0 for none
     /// \throws std::runtime_error "Cannot set data layout." unless made for reading
     unsigned long read_header(FileImp* file);
     /// Write the footer where the file stands, and what became known since into the header.
     /// \throws std::runtime_error "Trying to write beyond file segment boundary." when it does not fit into
-    /// the
-    ///         reserved room
+    ///     the reserved room
     void write_footer(FileImp* file);
     void read_footer(FileImp* file);
-    /// Read the whole record. \return the position of the next stack, 0 for none
+    /// Read the whole record.
+    /// \return the position of the next stack, 0 for none
     unsigned long read_info();
     /// Let a stack that was read be used.
     void set_complete() { status_ = stack_status::complete; }

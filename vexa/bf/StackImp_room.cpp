@@ -96,9 +96,7 @@ void StackImp::move_behind_room(unsigned long room, FileImp& file) {
                           file.tell() != end_of_stack_position_;
     if (enclosed || file.tell() > end)
         throw std::runtime_error("Cannot reserve space: Other data stand in the way.");
-    unsigned long const here = file.tell();
-    if (file.seek(end) != end) {
-        file.seek(here);
+    if (!file.can_seek(end)) {
         if (status_ == stack_status::reserved && end_of_stack_position_ == 0) status_ = stack_status::writing;
         throw std::runtime_error("The offset exceeds the maximum offset.");
     }

@@ -11,7 +11,7 @@ class WorkItem::Ticket {
 public:
     explicit Ticket(std::function<void()> work) : work_(std::move(work)) {}
 
-    /// On a thread of the executor.
+    /// On a thread of the executor, which sees no exception: not every executor carries it on.
     void run() {
         std::lock_guard const lock(mutex_);
         if (std::exchange(closed_, true)) return;
@@ -20,7 +20,6 @@ public:
             work_();
         } catch (...) {
             failure_ = std::current_exception();
-            throw;
         }
     }
 
@@ -29,9 +28,9 @@ public:
         closed_ = true;
     }
 
-    /// After close().
-    void check() const {
-        if (failure_) std::rethrow_exception(failure_);
+    /// After close(). The exception leaves the ticket, so that the caller's thread alone ends it.
+    void check() {
+        if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
         if (!ran_) throw std::runtime_error("Work item was not executed.");
     }
 

@@ -63,7 +63,8 @@ public:
     void deflate(int flush, unsigned char const* data, unsigned int n, MakeRoom make_room);
     /// Let the output buffer hold \p capacity bytes.
     void reserve(std::size_t capacity) { buffer_.reserve(capacity, used_); }
-    /// Double the output buffer up to \p limit. \return false if it is there
+    /// Double the output buffer up to \p limit.
+    /// \return false if it is there
     bool grow(std::size_t limit);
     /// All output has been written.
     void clear() { used_ = 0; }

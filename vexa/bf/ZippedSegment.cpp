@@ -100,7 +100,8 @@ ThreadingSupport const& ZippedSegment::threading_support() const {
     return file_->threading_support();
 }
 
-/// \param restart also when there are streams. \param raw start without the zlib wrapper.
+/// \param restart also when there are streams.
+/// \param raw start without the zlib wrapper.
 void ZippedSegment::initialize_streams(bool restart, bool raw) {
     if (!compressed() || (streams_ && !restart)) return;
     unsigned long const threads = flush_block_size_ ? threading_support().number_of_threads : 1;

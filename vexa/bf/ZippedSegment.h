@@ -27,7 +27,8 @@ struct ZStreams;
 /// Failures: std::runtime_error. Failures of the device below pass through. After a failed write of
 /// compressed data the section is damaged. After a failed read the next read or seek starts afresh. Threads:
 /// one at a time. With a flush block size and ThreadingSupport::number_of_threads above 1, deflation and
-/// inflation go to ThreadingSupport::execute; no work is left behind when a call returns or throws. \note
+/// inflation go to ThreadingSupport::execute; no work is left behind when a call returns or throws.
+/// \note
 /// Deliberate: with several streams the output of a block is bounded by the block size, so that data that
 /// does not shrink cannot be written.
 class VEXA_API ZippedSegment : public DiskFileAccess {
@@ -43,7 +44,8 @@ public:
     /// \throws std::runtime_error "Cannot initialize: No write access to file."
     void initialize(DiskFileAccess& file, int level);
     /// Start reading.
-    /// \param start position of the section in \p file. \param segment_size its length there.
+    /// \param start position of the section in \p file.
+    /// \param segment_size its length there.
     /// \throws std::runtime_error "Cannot initialize: No read access to file."
     void initialize(DiskFileAccess& file, int level, unsigned long start, unsigned long segment_size,
                     unsigned long uncompressed_size);
@@ -61,7 +63,8 @@ public:
     /// \throws std::runtime_error "Invalid flush positions." if they do not ascend or lie outside of the
     ///         section; the segment is then uninitialized, as after end()
     void set_flush_positions(std::vector<unsigned long> const& positions, unsigned long block_size);
-    /// Complete the section. \return its length in the device below
+    /// Complete the section.
+    /// \return its length in the device below
     unsigned long write_end();
     /// Let go of streams, flush positions and the device below.
     void end();
@@ -92,8 +95,9 @@ public:
     /// \throws std::runtime_error "Trying to write beyond segment boundary."
     /// \throws std::runtime_error "Trying to write beyond file segment boundary." for set_file_boundary()
     /// \throws std::runtime_error "Stack compression cannot handle chunks larger than 4GB." from 2^32 bytes
-    /// on \throws std::runtime_error "ZIP deflation failed: {name of the zlib code}." \throws
-    /// std::runtime_error "ZIP buffer unexpectedly too small." with several streams
+    /// on
+    /// \throws std::runtime_error "ZIP deflation failed: {name of the zlib code}."
+    /// \throws std::runtime_error "ZIP buffer unexpectedly too small." with several streams
     void write(void const* buffer, unsigned long n) override;
     /// Does nothing.
     void flush_file_buffers() override {}

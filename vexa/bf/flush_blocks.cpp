@@ -11,7 +11,8 @@ constexpr unsigned long smallest = 65536;
 constexpr unsigned long largest = 262144;
 
 /// Cut an axis of \p count entries, each of \p entry bytes, into equal blocks of whole entries, as large as
-/// allowed. \return 0 if it cannot be done
+/// allowed.
+/// \return 0 if it cannot be done
 unsigned long equal_blocks(unsigned long entry, unsigned long count) {
     if (entry == 0) return 0;
     for (unsigned long n = std::min(largest / entry, count / 2); n != 0 && n * entry >= smallest; --n)

@@ -18,7 +18,8 @@ namespace Vexa::bf {
 /// Failures: VexaError "Failed reading {n} bytes from file: {reason}".
 class RecordReader {
 public:
-    /// \param position where the device stands. \param end behind the last byte that may be read
+    /// \param position where the device stands.
+    /// \param end behind the last byte that may be read
     RecordReader(DiskFileAccess& device, unsigned long position, unsigned long end)
         : device_(device), position_(position), end_(end) {}
 
@@ -26,7 +27,8 @@ public:
     /// The bytes read or skipped so far.
     unsigned long consumed() const { return consumed_; }
 
-    /// Move to an absolute position. \throws what the device throws
+    /// Move to an absolute position.
+    /// \throws what the device throws
     void seek(unsigned long position);
     void read(void* to, unsigned long n);
     /// Leave out \p n bytes, which need not exist.

@@ -96,7 +96,7 @@ struct StackFooter {
     /// \throws std::runtime_error "Invalid footer size {}." for a footer that ends within its own size field
     static void check_size(std::uint32_t footer_size);
     /// \throws std::runtime_error "Cannot read stack with file format reader version {}. Need >= {}.", filled
-    ///         with our version and the one needed; all ones in the field asks for nothing
+    ///     with our version and the one needed; all ones in the field asks for nothing
     void check_reader_version() const;
 
     friend bool operator==(StackFooter const&, StackFooter const&) = default;

@@ -10,6 +10,7 @@
 
 #include <vexa/bf/FileImp.h>
 #include <vexa/foundation/types.h>
+#include <vexa/json/Reader.h>
 #include <vexa/json/Writer.h>
 #include <vexa/testing/bytes.h>
 #include <vexa/testing/expect_throws.h>
@@ -30,8 +31,7 @@ using Texts = std::map<std::string, std::string>;
 std::string const xml_of_seven = "<root idx=\"1\" type=\"int32\" size=\"1 1\" vprop_version=\"1\">7</root>\n";
 
 TEST(StackTags, AreXmlForPropertyTreesAndJsonForJsonValues) {
-    JSON::Value map;
-    map["a"] = 1;
+    JSON::Value const map = JSON::parse("{\"a\":1}");
     Texts const texts =
         tag_texts({{"p", VProp(7)}, {"j", map}, {"s", JSON::Value("x")}, {"n", JSON::Value()}});
     EXPECT_EQ(texts, (Texts{{"j", "{\"a\":1}"}, {"n", "null"}, {"p", xml_of_seven}, {"s", "\"x\""}}));

@@ -90,7 +90,8 @@ auto weak_function(std::shared_ptr<Target> const& target) {
 
 /// The dispatch policy of a Generator: every listener in the order of subscription, results ignored.
 struct Dispatcher {
-    /// Call each record with the same arguments. \return the records whose listener is gone
+    /// Call each record with the same arguments.
+    /// \return the records whose listener is gone
     template <typename Record, typename... Args>
     static std::set<std::shared_ptr<Record>> dispatch(std::vector<std::shared_ptr<Record>> const& records,
                                                       Args&... args) {
@@ -121,7 +122,8 @@ class Generator<R(Args...), Policy> {
 public:
     using Listener = std::function<R(Args...)>;
 
-    /// Subscribe. \param token what decides how long; only a weak reference to its value is kept.
+    /// Subscribe.
+    /// \param token what decides how long; only a weak reference to its value is kept.
     /// \throws std::invalid_argument "Cannot subscribe an empty function."
     void connect(Listener listener, Token const& token) {
         if (!listener) throw std::invalid_argument("Cannot subscribe an empty function.");

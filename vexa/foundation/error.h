@@ -18,7 +18,8 @@
 /// callers can compare it.
 class VEXA_API VexaError : public std::exception {
 public:
-    /// \param function,file may be null. \param line 0 means that there is no location.
+    /// \param function,file may be null.
+    /// \param line 0 means that there is no location.
     VexaError(char const* function, char const* file, int line);
     VexaError(VexaError const&) = default;
     VexaError& operator=(VexaError const&) = default;
@@ -67,9 +68,11 @@ VEXA_API int vexa_get_last_error();
 /// The text of the last processed error. Valid until the next one.
 VEXA_API char const* vexa_get_last_error_string();
 
-/// Throw a VexaError with this location. \param text finished text without printf conversions.
+/// Throw a VexaError with this location.
+/// \param text finished text without printf conversions.
 [[noreturn]] VEXA_API void vexa_err(char const* text, char const* function, char const* file, int line);
 /// As vexa_err(), with error_id 1.
 [[noreturn]] VEXA_API void vexa_lasterr(char const* text, char const* function, char const* file, int line);
-/// Emit a warning through the warning callback and return. \param text as for vexa_err().
+/// Emit a warning through the warning callback and return.
+/// \param text as for vexa_err().
 VEXA_API void vexa_warn(char const* text, char const* function, char const* file, int line);

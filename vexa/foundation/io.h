@@ -25,8 +25,8 @@ extern "C" {
 /// - \p dst_imag: complex to any real type, the parts go to \p dst and \p dst_imag, both of \p dst_type;
 /// - both: refused.
 /// The two colour types convert among themselves only. A triple's byte 0 becomes the lowest byte of the word,
-/// while the word's bits 16 to 23 become byte 0 of the triple. \note Deliberate: the way there and back swaps
-/// the first and the last byte of a colour.
+/// while the word's bits 16 to 23 become byte 0 of the triple.
+/// \note Deliberate: the way there and back swaps the first and the last byte of a colour.
 ///
 /// \param count samples; 0 succeeds for every supported pair and touches nothing, also with null buffers
 /// \param src,dst may lie at any address, aligned or not. They must not overlap, except that they may be the

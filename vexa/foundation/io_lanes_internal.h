@@ -228,7 +228,8 @@ void store_all(unsigned char* to, Doubles a, Doubles b) {
     store(to + 96, _mm256_castpd_si256(b.high));
 }
 
-/// Convert as many samples as whole steps of lanes can. \return how many those were
+/// Convert as many samples as whole steps of lanes can.
+/// \return how many those were
 /// With a stride, the elements after the last sample may lie outside the buffer, so the last sample is left
 /// out.
 template <typename From, typename To, std::size_t SourceStride, bool Dense>

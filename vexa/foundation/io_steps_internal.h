@@ -157,7 +157,8 @@ std::size_t run_lanes(Source source, Target target, std::size_t count) {
         return 0;
 }
 
-/// Let lanes convert what they can. \return how many samples that were, from the first on
+/// Let lanes convert what they can.
+/// \return how many samples that were, from the first on
 template <typename Step>
 std::size_t start(Source source, Target target, std::size_t count) {
     if constexpr (fits_lanes<typename Step::From> && fits_lanes<typename Step::To>) {

@@ -5,7 +5,8 @@
 
 namespace vx::utility {
 
-/// Assign \p value to \p target if they differ. \return whether something was assigned
+/// Assign \p value to \p target if they differ.
+/// \return whether something was assigned
 template <typename T, typename U>
 bool compare_set(T& target, U const& value) {
     if (target == value) return false;

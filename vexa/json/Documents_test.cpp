@@ -150,7 +150,7 @@ TEST_F(JsonDocuments, PiecesDoNotChangeTheOutcome) {
                                "roundtrip", "large"}) {
         for (auto const& [name, text] : texts_in(documents() / folder)) {
             std::string const whole = outcome(text, text.size() + 1);
-            for (std::size_t const piece : {1, 2, 3, 7, 1000})
+            for (std::size_t const piece : {1u, 2u, 3u, 7u, 1000u})
                 EXPECT_TRUE(outcome(text, piece) == whole) << name << " in pieces of " << piece;
         }
     }

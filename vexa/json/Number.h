@@ -43,7 +43,8 @@ public:
     Number& operator+=(Number const& other) noexcept;
     Number& operator-=(Number const& other) noexcept;
     Number& operator*=(Number const& other) noexcept;
-    /// Integers divide towards zero. \pre \p other is not the integer 0, unless this is a `double`.
+    /// Integers divide towards zero.
+    /// \pre \p other is not the integer 0, unless this is a `double`.
     Number& operator/=(Number const& other) noexcept;
 
     friend Number operator+(Number left, Number const& right) noexcept { return left += right; }

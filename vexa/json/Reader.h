@@ -53,7 +53,8 @@ public:
 
     /// Feed bytes until a document is complete or \p end is reached, and leave \p pos behind what was
     /// consumed. A document may go on in the next call; after the last bytes a blank ends a number at the
-    /// top. \throws Unexpected
+    /// top.
+    /// \throws Unexpected
     std::optional<Value> read(char const*& pos, char const* end);
 
     /// Read one document from where the stream stands, and leave the stream right behind it. At the end of

@@ -149,7 +149,8 @@ private:
     }
 };
 
-/// Paths are strings in UTF-8. \throws std::bad_variant_access from to() unless the value is a string
+/// Paths are strings in UTF-8.
+/// \throws std::bad_variant_access from to() unless the value is a string
 template <>
 struct Value_Cast<std::filesystem::path, 0> {
     static std::string from(std::filesystem::path const& path) { return vx::strings::to_utf8(path); }

@@ -1,10 +1,13 @@
 #include <vexa/json/Writer.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <fstream>
 #include <ostream>
+#include <stdexcept>
 #include <vector>
 
 #include <fmt/format.h>
@@ -30,11 +33,65 @@ struct Open_Container {
     bool at_end() const { return list ? element == list->end() : member == map->end(); }
 };
 
-/// Builds the text in a buffer, which goes to the stream, if there is one, piece by piece.
+/// Collects text in a small piece of memory, from where it goes on to a stream, or to a string if there is
+/// none.
+class Buffer {
+public:
+    explicit Buffer(std::ostream* stream) : stream_(stream) {}
+
+    /// Where the next \p size bytes go, a few at most; wrote() tells how far they were used.
+    char* room(std::size_t size) {
+        if (capacity - used_ < size) flush();
+        return piece_ + used_;
+    }
+    void wrote(char const* end) { used_ = static_cast<std::size_t>(end - piece_); }
+
+    void add(char c) {
+        *room(1) = c;
+        ++used_;
+    }
+    void add(std::string_view text) {
+        if (capacity - used_ < text.size()) {
+            flush();
+            if (text.size() > capacity) return pass_on(text);
+        }
+        std::copy(text.begin(), text.end(), piece_ + used_);
+        used_ += text.size();
+    }
+    void add_blanks(std::size_t count) {
+        while (count-- > 0) add(' ');
+    }
+
+    void flush() {
+        pass_on({piece_, used_});
+        used_ = 0;
+    }
+    std::string take() {
+        flush();
+        return std::move(result_);
+    }
+
+private:
+    static constexpr std::size_t capacity = 8192;
+
+    void pass_on(std::string_view text) {
+        if (stream_)
+            stream_->write(text.data(), static_cast<std::streamsize>(text.size()));
+        else
+            result_ += text;
+    }
+
+    std::ostream* stream_;
+    std::string result_;
+    std::size_t used_ = 0;
+    char piece_[capacity];
+};
+
+/// Builds the text of values.
 class Text {
 public:
     Text(std::ostream* stream, int& indent, bool compact)
-        : stream_(stream), indent_(indent), compact_(compact) {}
+        : indent_(indent), compact_(compact), buffer_(stream) {}
 
     void value(Value const& value) {
         begin(value);
@@ -46,58 +103,57 @@ public:
         finish_open();
     }
     void string(std::string_view text);
-    std::string take() { return std::move(buffer_); }
-    void flush() {
-        if (stream_) stream_->write(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-        buffer_.clear();
-    }
+    std::string take() { return buffer_.take(); }
+    void flush() { buffer_.flush(); }
 
 private:
-    static constexpr std::size_t piece = 1 << 16;
+    static constexpr std::size_t longest_number = 32;
 
     void begin(Value const& value);
     template <typename Container>
     void open(Container const& container) {
-        buffer_ += std::is_same_v<Container, List> ? '[' : '{';
+        buffer_.add(std::is_same_v<Container, List> ? '[' : '{');
         open_.emplace_back(container);
         indent_ += 2;
     }
     void finish_open();
-    void next(Open_Container& current);
+    void next();
     void close();
     void new_line() {
-        buffer_ += '\n';
-        buffer_.append(static_cast<std::size_t>(std::max(indent_, 0)), ' ');
+        buffer_.add('\n');
+        buffer_.add_blanks(static_cast<std::size_t>(std::max(indent_, 0)));
     }
     void number(Number const& number);
     void real(double value);
     template <typename T>
     void integer(T value) {
-        char digits[24];
-        buffer_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+        char* const digits = buffer_.room(longest_number);
+        buffer_.wrote(std::to_chars(digits, digits + longest_number, value).ptr);
     }
     void escaped(char c);
 
-    std::ostream* stream_;
     int& indent_;
     bool compact_;
-    std::string buffer_;
+    Buffer buffer_;
     std::vector<Open_Container> open_;
 };
 
 void Text::begin(Value const& value) {
-    if (auto const* text = value.get_if<std::string>())
-        string(*text);
-    else if (auto const* number_value = value.get_if<Number>())
-        number(*number_value);
-    else if (auto const* map = value.get_if<Map>())
-        open(*map);
-    else if (auto const* list = value.get_if<List>())
-        open(*list);
-    else if (auto const* boolean = value.get_if<Boolean>())
-        buffer_ += static_cast<bool>(*boolean) ? "true" : "false";
-    else
-        buffer_ += "null";
+    std::visit(
+        [this](auto const& held) {
+            using T = std::decay_t<decltype(held)>;
+            if constexpr (std::is_same_v<T, std::string>)
+                string(held);
+            else if constexpr (std::is_same_v<T, Number>)
+                number(held);
+            else if constexpr (std::is_same_v<T, Boolean>)
+                buffer_.add(static_cast<bool>(held) ? "true" : "false");
+            else if constexpr (std::is_same_v<T, std::monostate>)
+                buffer_.add("null");
+            else
+                open(held);
+        },
+        value.variant());
 }
 
 void Text::finish_open() {
@@ -105,13 +161,13 @@ void Text::finish_open() {
         if (open_.back().at_end())
             close();
         else
-            next(open_.back());
-        if (stream_ && buffer_.size() >= piece) flush();
+            next();
     }
 }
 
-void Text::next(Open_Container& current) {
-    if (!current.at_begin()) buffer_ += ',';
+void Text::next() {
+    Open_Container& current = open_.back();
+    if (!current.at_begin()) buffer_.add(',');
     if (!compact_) new_line();
     // begin() may open another container, which moves the current one.
     if (current.list) {
@@ -119,7 +175,7 @@ void Text::next(Open_Container& current) {
     } else {
         auto const& [key, value] = *current.member++;
         string(key);
-        buffer_ += compact_ ? ":" : " : ";
+        buffer_.add(compact_ ? ":" : " : ");
         begin(value);
     }
 }
@@ -128,34 +184,34 @@ void Text::close() {
     Open_Container const& closing = open_.back();
     indent_ -= 2;
     if (!compact_ && !closing.at_begin()) new_line();
-    buffer_ += closing.list ? ']' : '}';
+    buffer_.add(closing.list ? ']' : '}');
     open_.pop_back();
 }
 
 void Text::string(std::string_view text) {
-    buffer_ += '"';
+    buffer_.add('"');
     char const* pos = text.data();
     char const* const end = pos + text.size();
     while (true) {
         char const* const stop = detail::end_of_unescaped(pos, end);
-        buffer_.append(pos, stop);
+        buffer_.add(std::string_view(pos, static_cast<std::size_t>(stop - pos)));
         if (stop == end) break;
         escaped(*stop);
         pos = stop + 1;
     }
-    buffer_ += '"';
+    buffer_.add('"');
 }
 
 void Text::escaped(char c) {
     switch (c) {
-    case '"':
-    case '\\': (buffer_ += '\\') += c; break;
-    case '\b': buffer_ += "\\b"; break;
-    case '\t': buffer_ += "\\t"; break;
-    case '\n': buffer_ += "\\n"; break;
-    case '\f': buffer_ += "\\f"; break;
-    case '\r': buffer_ += "\\r"; break;
-    default: buffer_ += fmt::format("\\u{:04x}", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    case '"': return buffer_.add("\\\"");
+    case '\\': return buffer_.add("\\\\");
+    case '\b': return buffer_.add("\\b");
+    case '\t': return buffer_.add("\\t");
+    case '\n': return buffer_.add("\\n");
+    case '\f': return buffer_.add("\\f");
+    case '\r': return buffer_.add("\\r");
+    default: buffer_.add(fmt::format("\\u{:04x}", static_cast<unsigned>(static_cast<unsigned char>(c))));
     }
 }
 
@@ -173,13 +229,14 @@ void Text::number(Number const& number) {
 void Text::real(double value) {
     // Not from a constructor of Value, but it can come by calculating in place.
     if (!std::isfinite(value)) return begin(Value(value));
-    char digits[32];
-    char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    char* const digits = buffer_.room(longest_number);
+    char* const limit = digits + longest_number;
+    char* end = std::to_chars(digits, limit, value).ptr;
     // Without a point or an exponent the text would read as an integer, and these have none of 64 bits.
     bool const beyond_integers = value >= 0x1p64 || value < -0x1p63;
-    if (beyond_integers && std::string_view(digits, end).find('e') == std::string_view::npos)
-        end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific).ptr;
-    buffer_.append(digits, end);
+    if (beyond_integers && std::find(digits, end, 'e') == end)
+        end = std::to_chars(digits, limit, value, std::chars_format::scientific).ptr;
+    buffer_.wrote(end);
 }
 
 } // namespace

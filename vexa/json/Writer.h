@@ -33,7 +33,8 @@ public:
 };
 
 /// Write compact text if `std::ios_base::skipws` is set in the stream, as it is by default, else indented
-/// text. \note Deliberate: `stream << std::noskipws << value` is how a stream selects the indented form.
+/// text.
+/// \note Deliberate: `stream << std::noskipws << value` is how a stream selects the indented form.
 VEXA_API std::ostream& operator<<(std::ostream& out, Value const& value);
 
 /// \param pretty indented text instead of compact text

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 /// How the reader and the writer pass over runs of bytes that need no care.
 namespace JSON::detail {
@@ -62,9 +63,9 @@ enum class Number_Byte : unsigned char { none, part, real };
 
 inline constexpr std::array<Number_Byte, 256> number_bytes = [] {
     std::array<Number_Byte, 256> table{};
-    for (unsigned char const c : {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', '+', '-'})
-        table[c] = Number_Byte::part;
-    for (unsigned char const c : {'.', 'e', 'E'}) table[c] = Number_Byte::real;
+    for (char const c : std::string_view("0123456789+-"))
+        table[static_cast<unsigned char>(c)] = Number_Byte::part;
+    for (char const c : std::string_view(".eE")) table[static_cast<unsigned char>(c)] = Number_Byte::real;
     return table;
 }();
 

@@ -20,7 +20,8 @@ public:
     static std::istringstream new_input(std::string const& text);
     static std::ostringstream new_output();
 
-    /// For float and double. \return whether the stream took it
+    /// For float and double.
+    /// \return whether the stream took it
     template <typename T>
     bool real2string(T const& value, std::ostringstream& stream) const;
     /// For float and double. A failed read restores the position.

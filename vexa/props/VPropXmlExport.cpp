@@ -121,7 +121,8 @@ ticpp::Element VPropXmlExport::take_element() {
     return element;
 }
 
-/// \param name empty for a value without one \param index counts from 0; negative for none
+/// \param name empty for a value without one
+/// \param index counts from 0; negative for none
 ticpp::Element& VPropXmlExport::new_element(std::string const& name, long index) {
     if (!name.empty() && !Vexa::props::is_xml_name(name))
         throw std::runtime_error(fmt::format("Invalid element name '{}' in xml export.", name));

@@ -16,9 +16,12 @@ class Element;
 ///
 /// Every value is an element with its type and size. Members of structures are elements of their names;
 /// values without a name are "item". Elements of structure arrays must have the same number of members to be
-/// read back: those with fewer get empty handles under the missing names. \param format of its low 16 bits: 1
+/// read back: those with fewer get empty handles under the missing names.
+/// \param format of its low 16 bits: 1
 /// LVData form, 2 native form, 3 only the text of the top value, without markup; anything else gives an empty
-/// text \note Deliberate: sets bit 0 of `userbits` of each string array that it writes. \throws
+/// text
+/// \note Deliberate: sets bit 0 of `userbits` of each string array that it writes.
+/// \throws
 /// std::runtime_error "Type unknown or incompatible with xml export."; "Invalid element name '{}' in xml
 /// export." for a member that cannot name an element; "Text does not exist in the current element" for format
 /// 3 and a container; "Property tree exceeds the limits of its xml form." for a tree that VPropXmlParser

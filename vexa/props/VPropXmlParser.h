@@ -15,8 +15,9 @@ class Element;
 /// Read a property tree from XML as vexa_export_xml() writes it.
 ///
 /// The text must be well-formed. A text scalar that is no number reads as 0; in an array what is no number
-/// ends the array, and its size then tells. Names of members are taken as they are. \param format of its low
-/// 16 bits: 0 find out the form, 1 require the LVData form, 2 the native form \throws std::runtime_error "Xml
+/// ends the array, and its size then tells. Names of members are taken as they are.
+/// \param format of its low 16 bits: 0 find out the form, 1 require the LVData form, 2 the native form
+/// \throws std::runtime_error "Xml
 /// input of newer version than library.", "Could not determine xml format.", "Specified format does not match
 /// the xml string."; malformed text with its place; and what VPropXmlParser finds, with "\nLocation:\n" and
 /// the path of the element behind it
@@ -25,7 +26,7 @@ VEXA_API VProp vexa_import_xml(std::string const& text, int format);
 /// Reads values from XML elements.
 ///
 /// Limits: the text has at most 256 MiB, elements are nested at most 1000 deep, there are at most 16777216
-/// elements and attributes in all and 256 attributes in one element, and at most 1048576 structures without
+/// elements and attributes in all and 256 attributes in one element, and at most 65536 structures without
 /// members in the structure arrays of one document. Failures: std::runtime_error "Unknown type '{}' in xml
 /// string.", "Invalid struct array.", "Malformed 'complex' element.", "Real and imaginary part have different
 /// types in 'complex' element.", "Invalid type in 'complex' element.", "Could not convert \"{}\" to target
@@ -37,7 +38,7 @@ public:
     static constexpr unsigned long largest_depth = 1000;
     static constexpr unsigned long largest_count = 1ul << 24;
     static constexpr unsigned long largest_attribute_count = 256;
-    static constexpr unsigned long largest_empty_struct_count = 1ul << 20;
+    static constexpr unsigned long largest_empty_struct_count = 1ul << 16;
 
     VPropXmlParser();
     ~VPropXmlParser();

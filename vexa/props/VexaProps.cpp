@@ -79,7 +79,8 @@ bool parse_indices(std::string_view head, std::size_t end, Indices& indices, std
     return true;
 }
 
-/// Split the first segment off \p path. \param indices receives the numbers of an index; may be null
+/// Split the first segment off \p path.
+/// \param indices receives the numbers of an index; may be null
 Kind _s_split(std::string_view path, std::string_view& head, std::string_view& tail, Indices* indices,
               std::string& err) {
     head = tail = {};
@@ -153,7 +154,8 @@ private:
         place_ = nullptr;
     }
 
-    /// Make an empty place hold a T if that is wanted. \return whether a T is there
+    /// Make an empty place hold a T if that is wanted.
+    /// \return whether a T is there
     template <typename T>
     bool ensure() {
         if (create_ && place_->empty()) place_->set<T>();

@@ -68,7 +68,8 @@ namespace JSON {
 
 /// Follow a path whose segments are separated by `/`: member names, and indices of cell and structure arrays.
 /// It knows no escapes and does not check names. Of a number only the leading digits count: `12x` reads
-/// as 12. \return the place and what is left of the path; the rest is not empty where the place is a value or
+/// as 12.
+/// \return the place and what is left of the path; the rest is not empty where the place is a value or
 /// string array, or a structure array and the path has no `/` any more. (null, empty) if the path leads
 /// nowhere.
 VEXA_API std::pair<VProp*, std::string> find_property(VProp& prop, std::string const& path);

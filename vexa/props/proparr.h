@@ -41,9 +41,10 @@ public:
 
     /// The number of elements.
     virtual unsigned long size() const = 0;
-    /// Change the number of elements and leave the shape. \param clear reset all elements; otherwise the
-    /// first ones survive and new ones have their default value. \throws std::runtime_error "Property array
-    /// of {} elements is too large."
+    /// Change the number of elements and leave the shape.
+    /// \param clear reset all elements; otherwise the
+    /// first ones survive and new ones have their default value.
+    /// \throws std::runtime_error "Property array of {} elements is too large."
     virtual void resize(unsigned long n, bool clear) = 0;
 
     /// The product of the extents; 0 for an empty vector. A product beyond 64 bits gives all ones, a number

@@ -72,7 +72,8 @@ concept Value = requires {
 class VEXA_API VPropInfo {
 public:
     virtual ~VPropInfo();
-    /// Must not throw. \param value the content's value, still valid during the call
+    /// Must not throw.
+    /// \param value the content's value, still valid during the call
     virtual void on_detach(void* value);
 };
 
@@ -136,7 +137,8 @@ public:
 
     /// Find the place that a path names, see VexaProps.h for the grammar. A look-up through a handle that is
     /// not const unshares what it passes, so that the result can be written; with \p create it makes what is
-    /// missing. \return null on failure, with the reason in \p err
+    /// missing.
+    /// \return null on failure, with the reason in \p err
     VProp* getp(std::string const& path, std::string& err, bool create);
     VProp const* getp(std::string const& path, std::string& err) const;
     /// \throws std::runtime_error "Invalid property path '{}': {}"
@@ -211,7 +213,8 @@ public:
     iterator find(std::string const& name);
     const_iterator find(std::string const& name) const;
     bool has_key(std::string const& name) const;
-    /// Remove the first member of that name; the others keep their order. \return false if there is none
+    /// Remove the first member of that name; the others keep their order.
+    /// \return false if there is none
     bool erase(std::string const& name);
 
     /// As those of VProp, with a path that starts at a member of this structure.

@@ -93,7 +93,8 @@ bool VPropVisitor::walk(Frames& frames, std::size_t open) {
     return true;
 }
 
-/// Take the next child of the innermost container. \return false if the walk is to stop
+/// Take the next child of the innermost container.
+/// \return false if the walk is to stop
 bool VPropVisitor::step(Frames& frames) {
     Frame& frame = frames.back();
     switch (frame.kind) {

@@ -25,19 +25,22 @@ public:
         VProp const* prop = nullptr; ///< the container
     };
 
-    /// Called before a value's children. \return 0 stops the walk, 1 goes on into the value, 2 skips its
-    /// children
+    /// Called before a value's children.
+    /// \return 0 stops the walk, 1 goes on into the value, 2 skips its children
     virtual int visit(VProp const&);
-    /// Called behind a value's children, also where they were skipped. \return false stops the walk
+    /// Called behind a value's children, also where they were skipped.
+    /// \return false stops the walk
     virtual bool visit_exit(VProp const&);
     /// The same for the elements of structure arrays.
     virtual int visit(VPropstruct const&);
     virtual bool visit_exit(VPropstruct const&);
-    /// Called for each string of a string array. \return false stops the walk
+    /// Called for each string of a string array.
+    /// \return false stops the walk
     virtual bool visit_exit(VPropstring const&);
     virtual ~VPropVisitor();
 
-    /// Walk a tree. \return whether the walk came to its end
+    /// Walk a tree.
+    /// \return whether the walk came to its end
     /// \throws std::runtime_error "Invalid return value from visit()."; what the called functions throw
     bool run(VProp const& top);
     /// Walk a part of a tree, with what is open now as its surroundings. Otherwise as run().
@@ -50,12 +53,14 @@ public:
     static bool is_container(VProp const& p);
 
     /// The path of the place that the first \p count entries lead to, in the grammar of VexaProps.h. What a
-    /// path cannot name, such as the value in a nested handle, adds nothing. \note Deliberate: positions are
+    /// path cannot name, such as the value in a nested handle, adds nothing.
+    /// \note Deliberate: positions are
     /// those of VProparrayBase::get_pos(), so that in an array without a stored shape they begin with 1.
     /// \throws std::runtime_error as VProparrayBase::get_pos()
     static std::string get_path(std::vector<StackEntry> const& entries, unsigned long count);
     std::string get_cur_path(unsigned long count) const;
-    /// The part of a path that one entry stands for. \param first leave out the `.` before a name
+    /// The part of a path that one entry stands for.
+    /// \param first leave out the `.` before a name
     static std::string get_path_segment(StackEntry const& entry, bool first);
 
 protected:

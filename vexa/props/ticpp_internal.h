@@ -91,7 +91,8 @@ private:
     TiXmlDocument document_;
 };
 
-/// The details of an error as the end of a message. \param line,column count from 1
+/// The details of an error as the end of a message.
+/// \param line,column count from 1
 std::string BuildDetailedErrorString(std::string_view description, std::size_t line, std::size_t column);
 
 } // namespace ticpp

@@ -34,7 +34,8 @@ bool call_for_code(int code, Function& function, TypeList<T...>) {
 }
 
 /// Call `function(std::type_identity<T>{})` for the type T, scalar or array, that a property with this code
-/// holds. \return false, without a call, if there is none
+/// holds.
+/// \return false, without a call, if there is none
 template <typename Function>
 bool with_value_type(int code, Function function) {
     return call_for_code(code, function, ScalarTypes{});

@@ -12,8 +12,8 @@ namespace Vexa::props {
 /// brackets, and unknown entities stay what they are.
 ///
 /// Whatever the parser would lose or trip over is escaped, see restore_bytes(): bytes that are no UTF-8,
-/// control characters, byte order marks, and the blanks of an element with nothing but blanks. \throws
-/// ticpp::Exception with the place, also beyond the limits of VPropXmlParser.h
+/// control characters, byte order marks, and the blanks of an element with nothing but blanks.
+/// \throws ticpp::Exception with the place, also beyond the limits of VPropXmlParser.h
 std::string guard_xml(std::string_view text);
 
 /// Undo the escapes in a piece of text from the parser.

@@ -69,14 +69,16 @@ inline Vexa::bf::ThreadingSupport throwing_execution(Vexa::bf::ThreadingSupport 
             }};
 }
 
-/// Passes items on to \p base, but in place of item number \p at (from 0) runs one that throws
+/// Passes items on to \p base, but item number \p at (from 0) does not run, and its future has
 /// std::runtime_error "worker failure".
 inline Vexa::bf::ThreadingSupport failing_execution(Vexa::bf::ThreadingSupport base, unsigned long at) {
     auto const count = std::make_shared<unsigned long>(0);
     auto const execute = base.execute;
     return {base.number_of_threads, [execute, count, at](Work work) {
-                if ((*count)++ == at) work = [] { throw std::runtime_error("worker failure"); };
-                return execute(std::move(work));
+                if ((*count)++ != at) return execute(std::move(work));
+                std::promise<void> failed;
+                failed.set_exception(std::make_exception_ptr(std::runtime_error("worker failure")));
+                return failed.get_future();
             }};
 }
 

@@ -130,7 +130,8 @@ struct WalkedFile {
     std::vector<WalkedFault> faults;
 };
 
-/// Walk all but the data sections. \throws std::runtime_error only when the bytes can't be read
+/// Walk all but the data sections.
+/// \throws std::runtime_error only when the bytes can't be read
 WalkedFile walk_file(ByteSource const& source);
 WalkedFile walk_file(std::filesystem::path const& path);
 

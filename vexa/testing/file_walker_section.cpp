@@ -26,7 +26,8 @@ public:
         stream_.next_in = const_cast<Bytef*>(input.data());
         stream_.avail_in = static_cast<uInt>(input.size());
     }
-    /// Inflate into \p output as far as it goes. \return the filled part
+    /// Inflate into \p output as far as it goes.
+    /// \return the filled part
     std::span<std::uint8_t const> run(std::span<std::uint8_t> output) {
         stream_.next_out = output.data();
         stream_.avail_out = static_cast<uInt>(output.size());

@@ -95,7 +95,8 @@ Bytes footer(Recipe const& recipe, std::uint64_t position) {
     return block;
 }
 
-/// Append a stack and link it at \p link. \return the position of the next link
+/// Append a stack and link it at \p link.
+/// \return the position of the next link
 std::size_t add_stack(Bytes& file, std::size_t link, Recipe const& recipe) {
     auto const position = file.size();
     patch(file, link, static_cast<std::uint64_t>(position));

@@ -44,8 +44,9 @@ public:
     /// "(m)*(s)" fails. "m^" is m to the power of 0. A blank may not stand behind a factor. "kg", grams from
     /// 10^4 on, tonnes up to 10^1 and seconds from 10^1 on take no prefix, while a prefix without unit is a
     /// number: "k" is 1000. Of a number, "e" needs a digit or sign behind it, "1eV" fails, and what the sign
-    /// or a point in the exponent leaves unread is skipped: "1e+ m" is 1 m. \param[out] result the value;
-    /// unchanged if the result is false. \return false for any other text.
+    /// or a point in the exponent leaves unread is skipped: "1e+ m" is 1 m.
+    /// \param[out] result the value; unchanged if the result is false.
+    /// \return false for any other text.
     static bool parse(std::string const& text, RuntimeValue& result);
 
     int min_prefix; ///< lowest power of ten that format() may use with this unit
