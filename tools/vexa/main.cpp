@@ -136,7 +136,7 @@ private:
         add_threads(command, verify_.threads);
     }
 
-    CLI::App app_{"Look into VBF files, make them from images and images from them."};
+    CLI::App app_{"Look into VBF files, make them from images and images from them.", "vexa"};
     std::function<Exit()> chosen_;
     LsOptions ls_;
     InfoOptions info_;

@@ -1,7 +1,6 @@
 // Every image of the sample folder goes in and comes out again, and reads as the table of the folder says.
 
 #include <algorithm>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -64,10 +63,15 @@ std::vector<Listed> listed_images(std::filesystem::path const& readme) {
 std::vector<unsigned long> sizes_of(std::string const& text) {
     std::vector<unsigned long> sizes;
     auto const start = text.rfind(' ') == std::string::npos ? 0 : text.rfind(' ') + 1;
-    std::regex const number("[0-9]+");
-    for (std::sregex_iterator it(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(), number), end;
-         it != end; ++it)
-        sizes.insert(sizes.begin(), std::stoul(it->str()));
+    unsigned long size = 0;
+    for (std::size_t at = start; at <= text.size(); ++at) {
+        if (at < text.size() && text[at] >= '0' && text[at] <= '9') {
+            size = 10 * size + static_cast<unsigned long>(text[at] - '0');
+        } else if (size != 0) {
+            sizes.insert(sizes.begin(), size);
+            size = 0;
+        }
+    }
     return sizes;
 }
 

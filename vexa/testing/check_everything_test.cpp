@@ -90,7 +90,7 @@ TEST(CheckEverything, WalkerAgreesWithTheLibrary) {
     EXPECT_EQ(file.description, "all kinds");
     auto const values = samples(3000);
     auto const* const bytes = reinterpret_cast<std::uint8_t const*>(values.data());
-    for (std::size_t stack : {0, 1})
+    for (std::size_t stack : {0u, 1u})
         EXPECT_EQ(section_bytes(folder / "a.vbf", stack), std::vector<std::uint8_t>(bytes, bytes + 6000));
     EXPECT_EQ(section_bytes(folder / "a.vbf", 3), std::vector<std::uint8_t>(bytes, bytes + 360));
     EXPECT_EQ(section_bytes(folder / "a.vbf", 2).size(), 300u);
@@ -143,7 +143,7 @@ TEST(CheckEverything, DamagedSamplesAreReportedAndTheOtherStacksRead) {
     auto const report = check_everything(folder / "a.vbf");
     EXPECT_TRUE(report.opened);
     EXPECT_NE(report.stacks.at(1).error, "");
-    for (std::size_t i : {0, 2, 3, 4, 5}) EXPECT_EQ(report.stacks.at(i).error, "") << i;
+    for (std::size_t i : {0u, 2u, 3u, 4u, 5u}) EXPECT_EQ(report.stacks.at(i).error, "") << i;
 }
 
 TEST(CheckEverything, DamageOfAnyKindNeverThrowsAndNeverHangs) {
