@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <locale>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -52,6 +53,7 @@ std::vector<Listed> listed_images(std::filesystem::path const& readme) {
         if (cells.size() < 8) continue;
         Listed image{cells[0], cells[5], cells[6]};
         std::istringstream values(cells[7]);
+        values.imbue(std::locale::classic());
         std::string dots;
         values >> image.least >> dots >> image.most;
         images.push_back(image);

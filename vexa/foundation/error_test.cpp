@@ -81,8 +81,9 @@ TEST(VexaError, WithLocationStartsWithFileLineAndTag) {
 
 TEST(VexaError, FormatsLikePrintf) {
     VexaError error(nullptr, nullptr, 0);
-    EXPECT_EQ(&error("Invalid index '%d' of %s, %5.2f %%", -7, "stack", 1.5), &error);
-    EXPECT_EQ(error.message, "Invalid index '-7' of stack,  1.50 %");
+    // No fraction, since its point is that of the locale.
+    EXPECT_EQ(&error("Invalid index '%d' of %s, %5.0f %%", -7, "stack", 12.0), &error);
+    EXPECT_EQ(error.message, "Invalid index '-7' of stack,    12 %");
     error("again");
     EXPECT_EQ(error.message, "again");
     error("%s", "");
