@@ -1,8 +1,8 @@
 // Every image of the sample folder goes in and comes out again, and reads as the table of the folder says.
 
 #include <algorithm>
-#include <set>
 #include <locale>
+#include <set>
 #include <sstream>
 
 #include <gmock/gmock.h>

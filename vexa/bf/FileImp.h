@@ -127,7 +127,8 @@ private:
     bool header_pending_ = false;
     bool writable_ = false;
     std::vector<std::shared_ptr<StackImp>> stacks_;
-    std::vector<StackImp*> unfinished_; ///< those of stacks_ that were not complete when the last one was added
+    std::vector<StackImp*>
+        unfinished_; ///< those of stacks_ that were not complete when the last one was added
     std::function<bool(unsigned long)> progress_cb_;
     std::function<void(std::map<std::string, TagFileLocation>)> read_metadata_cb_;
     std::function<void()> write_metadata_cb_;
