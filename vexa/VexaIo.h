@@ -33,8 +33,12 @@
 #include <vexa/foundation/utility.h>
 #include <vexa/json/Bad_Access.h>
 #include <vexa/json/Base64.h>
+#include <vexa/json/Format.h>
 #include <vexa/json/Number.h>
+#include <vexa/json/Proxy.h>
 #include <vexa/json/Reader.h>
+#include <vexa/json/Schema.h>
+#include <vexa/json/String_Cast.h>
 #include <vexa/json/Time_Point.h>
 #include <vexa/json/Uuid.h>
 #include <vexa/json/Value.h>
