@@ -69,6 +69,17 @@ inline constexpr std::array<Number_Byte, 256> number_bytes = [] {
     return table;
 }();
 
+/// Whether a byte may stand in the name of an XML element or attribute.
+inline constexpr std::array<bool, 256> name_characters = [] {
+    std::array<bool, 256> table{};
+    for (char const c :
+         std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.:"))
+        table[static_cast<unsigned char>(c)] = true;
+    return table;
+}();
+
+inline bool is_name_character(char c) { return name_characters[static_cast<unsigned char>(c)]; }
+
 inline Number_Byte number_byte(char c) { return number_bytes[static_cast<unsigned char>(c)]; }
 
 } // namespace JSON::detail
