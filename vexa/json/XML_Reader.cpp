@@ -1,7 +1,9 @@
 #include <vexa/json/XML_Reader.h>
 
+#include <algorithm>
 #include <array>
 #include <istream>
+#include <span>
 
 #include <vexa/json/scan_internal.h>
 #include <vexa/json/stream_internal.h>
@@ -29,6 +31,13 @@ char referenced(std::string_view name) {
     if (name == "apos") return '\'';
     if (name == "quot") return '"';
     return 0;
+}
+
+char const* end_of_name(char const* pos, char const* end) {
+    return std::find_if_not(pos, end, detail::is_name_character);
+}
+char const* end_of_blanks(char const* pos, char const* end) {
+    return std::find_if_not(pos, end, detail::is_space);
 }
 
 std::string_view stored_form(std::string_view text) {
@@ -230,19 +239,95 @@ Value& XML_Reader::content() {
     return all.try_emplace(all.begin(), std::string())->second;
 }
 
+// What follows takes whole runs of characters, to the same effect as read(char) one by one. A run that is cut
+// off by the end of the piece leaves its state in the members, like read(char) does.
+
 bool XML_Reader::read(char const*& begin, char const* end) {
-    while (begin != end)
-        if (read(*begin++)) return true;
+    if (failure_) throw *failure_;
+    while (begin != end) {
+        char const* const before = begin;
+        take_run(begin, end);
+        if (begin == before && read(*begin++)) return true;
+    }
     return false;
 }
 
-bool XML_Reader::read(std::istream& in) {
-    using Traits = std::istream::traits_type;
-    if (std::istream::sentry const ready(in, true); ready) {
-        for (int next = detail::next_character(in); next != Traits::eof(); next = detail::next_character(in))
-            if (read(Traits::to_char_type(next))) return true;
-        in.setstate(std::ios_base::eofbit | std::ios_base::failbit);
+/// Take what can be taken in one go, perhaps nothing.
+void XML_Reader::take_run(char const*& pos, char const* end) {
+    if (in_name_) {
+        char const* const begin = pos;
+        pos = end_of_name(begin, end);
+        token_.append(begin, pos);
+    } else if (delimiter_ != 0) {
+        if (!in_reference_) take_value(pos, end);
+    } else if (!in_attribute_ && !closing_ && (in_attributes_ || !in_tag_)) {
+        pos = end_of_blanks(pos, end);
+        if (in_attributes_ && !end_tag_ && pos != end && is_letter(*pos)) take_attribute(pos, end);
     }
+}
+
+void XML_Reader::take_value(char const*& pos, char const* end) {
+    if (delimiter_ == '<' && token_.empty()) pos = end_of_blanks(pos, end);
+    char const* const begin = pos;
+    pos = detail::end_of_value_text(begin, end, delimiter_);
+    bool const whole = pos != end && *pos == delimiter_ && token_.empty();
+    if (!whole) {
+        token_.append(begin, pos);
+        return;
+    }
+    auto const size = static_cast<std::size_t>(pos - begin);
+    ++pos;
+    end_value({begin, size});
+}
+
+/// Take the name of an attribute, and what follows up to the quote if it follows at once.
+void XML_Reader::take_attribute(char const*& pos, char const* end) {
+    char const* const begin = pos;
+    pos = end_of_name(begin, end);
+    in_attribute_ = true;
+    if (end - pos < 2 || pos[0] != '=' || !is_quote(pos[1])) {
+        token_.assign(begin, pos);
+        in_name_ = true;
+        return;
+    }
+    std::string_view const name(begin, static_cast<std::size_t>(pos - begin));
+    ++pos;
+    end_attribute_name(name);
+    expect_equal_ = false;
+    expect_quote_ = true;
+    delimiter_ = *pos++;
+}
+
+namespace {
+
+/// Take characters from \p in up to the next `>`, behind which a document may end, but no more than there is
+/// room for.
+/// \return how many; none at the end of the stream
+std::size_t take_piece(std::istream& in, std::span<char> room) {
+    using Traits = std::istream::traits_type;
+    std::size_t size = 0;
+    while (size < room.size() && (size == 0 || room[size - 1] != '>')) {
+        int const next = detail::next_character(in);
+        if (next == Traits::eof()) {
+            in.setstate(std::ios_base::eofbit);
+            break;
+        }
+        room[size++] = Traits::to_char_type(next);
+    }
+    return size;
+}
+
+} // namespace
+
+bool XML_Reader::read(std::istream& in) {
+    std::array<char, 4096> room;
+    if (std::istream::sentry const ready(in, true); ready) {
+        while (in.good()) {
+            char const* pos = room.data();
+            if (read(pos, pos + take_piece(in, room))) return true;
+        }
+    }
+    in.setstate(std::ios_base::failbit);
     return false;
 }
 

@@ -97,6 +97,9 @@ private:
     void end_reference();
     Map& element();
     Value& content();
+    void take_run(char const*& pos, char const* end);
+    void take_value(char const*& pos, char const* end);
+    void take_attribute(char const*& pos, char const* end);
     template <typename Found>
     [[noreturn]] void fail(Found const& found, std::string_view context);
 
