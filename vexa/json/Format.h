@@ -36,15 +36,15 @@ struct Pixel;
 
 /// The text of values with the unit U: Degree, Percentage or Pixel.
 template <typename U>
-struct Format {
+struct VEXA_API Format {
     /// A regular expression for the unit behind a number, which may be left out.
     static std::string const& unit_pattern();
     /// The text of the value, strings without quotes, with the unit behind it.
     static std::string display(Value const& value);
 };
-extern template struct VEXA_API Format<Degree>;
-extern template struct VEXA_API Format<Percentage>;
-extern template struct VEXA_API Format<Pixel>;
+extern template struct Format<Degree>;
+extern template struct Format<Percentage>;
+extern template struct Format<Pixel>;
 
 /// The prefixes of units in the text of quantities.
 struct VEXA_API Quantity {

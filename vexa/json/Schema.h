@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <type_traits>
+#include <utility>
 #include <variant>
 
 #include <vexa/foundation/export.h>
@@ -106,11 +107,12 @@ void Schema<T, Options...>::check(Value const& value) {
 /// With a Default it always has a value: the one in the tree or else the default, which gets into the tree
 /// only if somebody sets it.
 template <typename T, typename... Options>
-class Document : public Proxy, public Schema<T, Options...> {
+class VEXA_API Document : public Proxy, public Schema<T, Options...> {
     using The_Schema = Schema<T, Options...>;
 
 public:
-    using Proxy::Proxy;
+    explicit Document(Value& tree) : Proxy(tree) { provide_default(); }
+    explicit Document(Value&& tree) : Proxy(std::move(tree)) { provide_default(); }
     /// \throws std::bad_variant_access if the default is an enumerator without a name
     Document(Proxy& parent, char const* key) : Proxy(parent, key) { provide_default(); }
     Document(Proxy& parent, Position position) : Proxy(parent, position) { provide_default(); }
@@ -143,12 +145,12 @@ void Document<T, Options...>::set(Value const& value, bool quiet) {
     Proxy::set(value, quiet);
 }
 
-extern template class VEXA_API Document<std::string>;
-extern template class VEXA_API Document<Number>;
-extern template class VEXA_API Document<double>;
-extern template class VEXA_API Document<long long>;
-extern template class VEXA_API Document<Boolean>;
-extern template class VEXA_API Document<List>;
-extern template class VEXA_API Document<Map>;
+extern template class Document<std::string>;
+extern template class Document<Number>;
+extern template class Document<double>;
+extern template class Document<long long>;
+extern template class Document<Boolean>;
+extern template class Document<List>;
+extern template class Document<Map>;
 
 } // namespace JSON
