@@ -24,13 +24,15 @@ std::string written(OME::Root const& root) {
     }
 }
 
-void check_that_it_reads_back(OME::Root const& root) {
+/// A tree that was changed may hold empty lists, which XML can't tell from none.
+void check_that_it_reads_back(OME::Root const& root, bool is_changed) {
     std::string const xml = written(root);
     if (xml.empty()) return;
     try {
         OME::Root const again(xml);
-        VEXA_FUZZ_CHECK(again.XML() == xml);
-        VEXA_FUZZ_CHECK(*again.value() == *root.value());
+        VEXA_FUZZ_CHECK(again.XML() == xml || is_changed);
+        VEXA_FUZZ_CHECK(*again.value() == *root.value() || is_changed);
+        if (is_changed) check_that_it_reads_back(again, false);
     } catch (JSON::XML_Reader::Unexpected const&) { // names that a cut prefix has left odd
     }
 }
@@ -43,7 +45,7 @@ void check_copy(OME::Root const& root) {
         VEXA_FUZZ_CHECK(std::string(refusal.what()).starts_with("Invalid UUID string at position "));
         return;
     }
-    check_that_it_reads_back(copy);
+    check_that_it_reads_back(copy, true);
     copy.ome.provide_first_folder() = *copy.ome.folders().emplace_back();
     copy.ome.provide_bands().emplace_back()->add_dye(*copy.ome.provide_dyes().emplace_back()->id.value());
     copy.ome.clear();
@@ -56,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     try {
         OME::Root root(std::string(reinterpret_cast<char const*>(data), size));
         root.resolve_references();
-        check_that_it_reads_back(root);
+        check_that_it_reads_back(root, false);
         check_copy(root);
         root.ome.reset();
         VEXA_FUZZ_CHECK(root.registry().numbers<OME::Dye>().all().empty());

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <concepts>
+
 #include <vexa/ome/Array.h>
+#include <vexa/ome/Referable.h>
 
 namespace OME {
 
@@ -99,7 +102,8 @@ typename Array_of<E>::Where Array_of<E>::find_by_index(std::string const& id) {
 template <typename E>
 typename Array_of<E>::iterator Array_of<E>::find(JSON::Value const& id) {
     std::string const* text = id.get_if<std::string>();
-    if constexpr (requires(E & e) { e.id.changes(); })
+    // Only changes of the identifiers of elements are counted, not those of references.
+    if constexpr (std::derived_from<E, Referable>)
         if (text && !items_.empty()) return iterator(find_by_index(*text));
     if constexpr (requires(E & e) { e.id; }) return iterator(find_by_walking(id));
     return end();

@@ -124,7 +124,7 @@ TEST_F(OmeFullElement, IsCopiedFieldByField) {
 }
 
 TEST_F(OmeFullElement, GivesItsFieldsTheirTypes) {
-    static_assert(std::is_same_v<decltype(Part::number), OME::Document<long long>>);
+    static_assert(std::is_same_v<decltype(Part::number), ::OME::Document<long long>>);
     EXPECT_EQ(text(tree), R"({"whole":[{"":{"first":[{"":{"note":[{"":"n"}]},"number":1}],)"
                           R"("part":[{"number":2},{"number":3,"word":"w"},{"":{}}]},"flag":true}]})");
 }

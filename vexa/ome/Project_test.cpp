@@ -47,6 +47,19 @@ TEST_F(ProjectTest, RefersToDatasets) {
     EXPECT_EQ(second.id.count(), 2u);
 }
 
+TEST_F(ProjectTest, FindsReferencesHoweverOftenTheyChange) {
+    Dataset* some[4];
+    for (Dataset*& dataset : some) dataset = &*root.ome.datasets().emplace_back();
+    for (int again = 0; again < 3; ++again) {
+        for (Dataset* dataset : some) project.add(*dataset);
+        for (Dataset* dataset : some) {
+            project.remove(*dataset);
+            project.remove(*dataset);
+        }
+        EXPECT_EQ(datasets(), "[]");
+    }
+}
+
 TEST_F(ProjectTest, FindsItsFieldsAgainWhenItIsRead) {
     project.name().set("n");
     project.description().set("d");

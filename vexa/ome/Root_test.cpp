@@ -118,8 +118,8 @@ TEST(OmeRoot, OfATextThatEndsEarlyHoldsWhatWasRead) {
 
 TEST(OmeRoot, TakesAnyDepth) {
     std::string open = "<OME>", close;
-    for (int i = 0; i < 200000; ++i) open += "<a>";
-    for (int i = 0; i < 200000; ++i) close += "</a>";
+    for (int i = 0; i < 100000; ++i) open += "<a>";
+    for (int i = 0; i < 100000; ++i) close += "</a>";
     Root const root(open + close + "</OME>");
     Root copy("");
     copy = root;
