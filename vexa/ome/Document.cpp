@@ -40,6 +40,16 @@ void detail::read_real(JSON::Value& value) {
         value = JSON::Value(JSON::Number(number_from<double>(*text)));
 }
 
+std::optional<double> real_in(JSON::Proxy const& document) {
+    JSON::Value const* value = document.value();
+    return value ? JSON::Value_Cast<double, 0>::to_if(*value) : std::nullopt;
+}
+
+void store_real(double number, JSON::Proxy& document) {
+    // The check of a document of numbers would refuse the strings.
+    document.JSON::Proxy::set(JSON::Value(number));
+}
+
 JSON::Value JSON_in(Document<std::string> const& text) {
     JSON::Value const* value = text.value();
     std::string const* held = value ? value->get_if<std::string>() : nullptr;

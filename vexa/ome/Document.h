@@ -51,6 +51,20 @@ std::optional<E> enumerator_in(JSON::Proxy const& document) {
     return value ? std::optional<E>(value->get<E>()) : std::nullopt;
 }
 
+/// The enumerator in \p standard, or, where that is \p other, the one in \p extended, if that is there. The schema
+/// knows the former; what goes beyond it stands in an annotation, which may be missing.
+/// \throws std::bad_variant_access as above
+template <typename E>
+std::optional<E> enumerator_in(JSON::Proxy const& standard, E other, JSON::Proxy const* extended) {
+    auto const found = enumerator_in<E>(standard);
+    return found == other && extended && extended->has_value() ? enumerator_in<E>(*extended) : found;
+}
+
+/// The number in the document, which may be one that is not finite; empty without a number.
+VEXA_API std::optional<double> real_in(JSON::Proxy const& document);
+/// Store a number, one that is not finite as its string.
+VEXA_API void store_real(double number, JSON::Proxy& document);
+
 /// The JSON that a text holds; null without a text.
 /// \throws JSON::Reader::Unexpected as JSON::parse() does
 VEXA_API JSON::Value JSON_in(Document<std::string> const& text);

@@ -1,5 +1,7 @@
 #include <vexa/ome/Document.h>
 
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include <vexa/json/Reader.h>
@@ -101,6 +103,34 @@ TEST(OmeDocument, GivesTheEnumeratorItHolds) {
     EXPECT_EQ(enumerator_in<Time>(with_default), Time::s);
     unit.set(Time::min);
     EXPECT_EQ(enumerator_in<Time>(unit), Time::min);
+}
+
+TEST(OmeDocument, GivesAnEnumeratorThatTheSchemaDoesNotKnow) {
+    JSON::Value tree;
+    JSON::Proxy root(tree);
+    Document<std::string, JSON::Enum<Time>> standard(root, "standard"), extended(root, "extended");
+    EXPECT_EQ(enumerator_in(standard, Time::d, &extended), std::nullopt);
+    standard.set(Time::d);
+    EXPECT_EQ(enumerator_in(standard, Time::d, nullptr), Time::d);
+    EXPECT_EQ(enumerator_in(standard, Time::d, &extended), Time::d);
+    extended.set(Time::ps);
+    EXPECT_EQ(enumerator_in(standard, Time::d, &extended), Time::ps);
+    EXPECT_EQ(enumerator_in(standard, Time::h, &extended), Time::d);
+}
+
+TEST(OmeDocument, GivesAndTakesAnyNumber) {
+    JSON::Value tree;
+    JSON::Proxy root(tree);
+    Document<JSON::Number> number(root, "number");
+    EXPECT_EQ(real_in(number), std::nullopt);
+    store_real(1.5, number);
+    EXPECT_EQ(real_in(number), 1.5);
+    store_real(-std::numeric_limits<double>::infinity(), number);
+    EXPECT_EQ(JSON::dump(tree, false), R"({"number":"-Infinity"})");
+    EXPECT_EQ(real_in(number), -std::numeric_limits<double>::infinity());
+    Document<std::string> text(root, "text");
+    text.set("1");
+    EXPECT_EQ(real_in(text), std::nullopt);
 }
 
 TEST(OmeDocument, HoldsJsonAsText) {
