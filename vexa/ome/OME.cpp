@@ -19,7 +19,7 @@ constexpr std::string_view schema_location = "http://www.openmicroscopy.org/Sche
 constexpr std::string_view UUID_prefix = "urn:uuid:";
 
 /// The children that have no class. They are kept, copied and cleared as they are.
-constexpr char const* parts_without_class[] = {"Instrument", "Image", "ROI"};
+constexpr char const* parts_without_class[] = {"Image", "ROI"};
 
 std::optional<boost::uuids::uuid> UUID_in(std::string_view text) {
     if (!text.starts_with(UUID_prefix)) return std::nullopt;
@@ -59,6 +59,7 @@ OME& OME::operator=(OME const& other) {
     projects_.clear();
     datasets_.clear();
     folders_.clear();
+    instruments_.clear();
     annotations().clear();
     copy_parts_without_class(other);
     // Annotations with an owner are copied with it, and get identifiers above those that are copied here.
@@ -67,6 +68,7 @@ OME& OME::operator=(OME const& other) {
     projects_ = other.projects_;
     datasets_ = other.datasets_;
     folders_ = other.folders_;
+    instruments_ = other.instruments_;
     return *this;
 }
 
@@ -91,6 +93,11 @@ Folder& OME::provide_first_folder() {
     return folders_.front();
 }
 
+Instrument& OME::provide_first_instrument() {
+    if (instruments_.empty()) instruments_.emplace_back();
+    return instruments_.front();
+}
+
 Array_of<Dye>* OME::dyes() {
     Project* project = first_project();
     return project ? project->dyes() : nullptr;
@@ -111,6 +118,46 @@ Array_of<Band> const* OME::bands() const {
     return project ? project->bands() : nullptr;
 }
 
+Array_of<Light_Source>* OME::light_sources() {
+    Instrument* instrument = first_instrument();
+    return instrument ? &instrument->light_sources() : nullptr;
+}
+
+Array_of<Light_Source> const* OME::light_sources() const {
+    Instrument const* instrument = first_instrument();
+    return instrument ? &instrument->light_sources() : nullptr;
+}
+
+Array_of<Detector>* OME::detectors() {
+    Instrument* instrument = first_instrument();
+    return instrument ? &instrument->detectors() : nullptr;
+}
+
+Array_of<Detector> const* OME::detectors() const {
+    Instrument const* instrument = first_instrument();
+    return instrument ? &instrument->detectors() : nullptr;
+}
+
+Array_of<Objective>* OME::objectives() {
+    Instrument* instrument = first_instrument();
+    return instrument ? &instrument->objectives() : nullptr;
+}
+
+Array_of<Objective> const* OME::objectives() const {
+    Instrument const* instrument = first_instrument();
+    return instrument ? &instrument->objectives() : nullptr;
+}
+
+Array_of<Filter>* OME::filters() {
+    Instrument* instrument = first_instrument();
+    return instrument ? &instrument->filters() : nullptr;
+}
+
+Array_of<Filter> const* OME::filters() const {
+    Instrument const* instrument = first_instrument();
+    return instrument ? &instrument->filters() : nullptr;
+}
+
 template <>
 Array_of<Dataset>* OME::array<Dataset>() {
     return &datasets_;
@@ -129,6 +176,31 @@ Array_of<Dye>* OME::array<Dye>() {
 template <>
 Array_of<Band>* OME::array<Band>() {
     return bands();
+}
+
+template <>
+Array_of<Instrument>* OME::array<Instrument>() {
+    return &instruments_;
+}
+
+template <>
+Array_of<Light_Source>* OME::array<Light_Source>() {
+    return light_sources();
+}
+
+template <>
+Array_of<Detector>* OME::array<Detector>() {
+    return detectors();
+}
+
+template <>
+Array_of<Objective>* OME::array<Objective>() {
+    return objectives();
+}
+
+template <>
+Array_of<Filter>* OME::array<Filter>() {
+    return filters();
 }
 
 template <>
@@ -164,11 +236,12 @@ void OME::clear() {
     projects_.clear();
     datasets_.clear();
     folders_.clear();
+    instruments_.clear();
     for (char const* key : parts_without_class) JSON::Proxy(content, key).reset();
     annotations().clear();
 }
 
-void OME::resolve_references() { resolve(projects_, datasets_, folders_); }
+void OME::resolve_references() { resolve(projects_, datasets_, folders_, instruments_); }
 
 template class One_of<OME>;
 

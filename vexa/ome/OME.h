@@ -8,6 +8,7 @@
 #include <vexa/foundation/export.h>
 #include <vexa/ome/Annotation.h>
 #include <vexa/ome/Folder.h>
+#include <vexa/ome/Instrument.h>
 #include <vexa/ome/Project.h>
 
 namespace OME {
@@ -30,6 +31,8 @@ public:
     Array_of<Dataset> const& datasets() const { return datasets_; }
     Array_of<Folder>& folders() { return folders_; }
     Array_of<Folder> const& folders() const { return folders_; }
+    Array_of<Instrument>& instruments() { return instruments_; }
+    Array_of<Instrument> const& instruments() const { return instruments_; }
     Array_of<Annotation>& annotations() { return annotations_.annotations(); }
     Array_of<Annotation> const& annotations() const { return annotations_.annotations(); }
 
@@ -38,9 +41,14 @@ public:
     Project const* first_project() const { return projects_.empty() ? nullptr : &projects_.front(); }
     Folder* first_folder() { return folders_.empty() ? nullptr : &folders_.front(); }
     Folder const* first_folder() const { return folders_.empty() ? nullptr : &folders_.front(); }
+    Instrument* first_instrument() { return instruments_.empty() ? nullptr : &instruments_.front(); }
+    Instrument const* first_instrument() const {
+        return instruments_.empty() ? nullptr : &instruments_.front();
+    }
     /// The first one, made if there is none.
     Project& provide_first_project();
     Folder& provide_first_folder();
+    Instrument& provide_first_instrument();
 
     /// The dyes and bands of the first project; null without a project, or without any.
     Array_of<Dye>* dyes();
@@ -49,6 +57,20 @@ public:
     Array_of<Band> const* bands() const;
     Array_of<Dye>& provide_dyes() { return provide_first_project().provide_dyes(); }
     Array_of<Band>& provide_bands() { return provide_first_project().provide_bands(); }
+
+    /// The parts of the first instrument; null without an instrument.
+    Array_of<Light_Source>* light_sources();
+    Array_of<Light_Source> const* light_sources() const;
+    Array_of<Detector>* detectors();
+    Array_of<Detector> const* detectors() const;
+    Array_of<Objective>* objectives();
+    Array_of<Objective> const* objectives() const;
+    Array_of<Filter>* filters();
+    Array_of<Filter> const* filters() const;
+    Array_of<Light_Source>& provide_light_sources() { return provide_first_instrument().light_sources(); }
+    Array_of<Detector>& provide_detectors() { return provide_first_instrument().detectors(); }
+    Array_of<Objective>& provide_objectives() { return provide_first_instrument().objectives(); }
+    Array_of<Filter>& provide_filters() { return provide_first_instrument().filters(); }
 
     /// The array in which references to elements of type E find them; null if it is missing. Each class that
     /// can be referred to has a specialisation.
@@ -83,6 +105,7 @@ private:
     Array_of<Project> projects_{content, "Project"};
     Array_of<Dataset> datasets_{content, "Dataset"};
     Array_of<Folder> folders_{content, "Folder"};
+    Array_of<Instrument> instruments_{content, "Instrument"};
     One_of<Structured_Annotations> annotations_{content, "StructuredAnnotations"};
 };
 
@@ -94,6 +117,16 @@ template <>
 VEXA_API Array_of<Dye>* OME::array<Dye>();
 template <>
 VEXA_API Array_of<Band>* OME::array<Band>();
+template <>
+VEXA_API Array_of<Instrument>* OME::array<Instrument>();
+template <>
+VEXA_API Array_of<Light_Source>* OME::array<Light_Source>();
+template <>
+VEXA_API Array_of<Detector>* OME::array<Detector>();
+template <>
+VEXA_API Array_of<Objective>* OME::array<Objective>();
+template <>
+VEXA_API Array_of<Filter>* OME::array<Filter>();
 template <>
 VEXA_API Array_of<Annotation>* OME::array<Annotation>();
 template <>

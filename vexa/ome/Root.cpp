@@ -61,4 +61,36 @@ Band const& Root::find_band(JSON::Value const& id) const {
     return found_in(ome.element().bands(), id, "Unknown band '{}'.");
 }
 
+Light_Source& Root::find_light_source(JSON::Value const& id) {
+    return found_in(ome.element().light_sources(), id, "Unknown light source '{}'.");
+}
+
+Light_Source const& Root::find_light_source(JSON::Value const& id) const {
+    return found_in(ome.element().light_sources(), id, "Unknown light source '{}'.");
+}
+
+Detector& Root::find_detector(JSON::Value const& id) {
+    return found_in(ome.element().detectors(), id, "Unknown detector '{}'.");
+}
+
+Detector const& Root::find_detector(JSON::Value const& id) const {
+    return found_in(ome.element().detectors(), id, "Unknown detector '{}'.");
+}
+
+Objective& Root::find_objective(JSON::Value const& id) {
+    return found_in(ome.element().objectives(), id, "Unknown objective '{}'.");
+}
+
+Objective const& Root::find_objective(JSON::Value const& id) const {
+    return found_in(ome.element().objectives(), id, "Unknown objective '{}'.");
+}
+
+Filter& Root::find_filter(JSON::Value const& id) {
+    return found_in(ome.element().filters(), id, "Unknown filter '{}'.");
+}
+
+Filter const& Root::find_filter(JSON::Value const& id) const {
+    return found_in(ome.element().filters(), id, "Unknown filter '{}'.");
+}
+
 } // namespace OME

@@ -44,6 +44,18 @@ public:
     /// \throws Invalid_Argument "Unknown band '{}'."
     Band& find_band(JSON::Value const& id);
     Band const& find_band(JSON::Value const& id) const;
+    /// \throws Invalid_Argument "Unknown light source '{}'."
+    Light_Source& find_light_source(JSON::Value const& id);
+    Light_Source const& find_light_source(JSON::Value const& id) const;
+    /// \throws Invalid_Argument "Unknown detector '{}'."
+    Detector& find_detector(JSON::Value const& id);
+    Detector const& find_detector(JSON::Value const& id) const;
+    /// \throws Invalid_Argument "Unknown objective '{}'."
+    Objective& find_objective(JSON::Value const& id);
+    Objective const& find_objective(JSON::Value const& id) const;
+    /// \throws Invalid_Argument "Unknown filter '{}'."
+    Filter& find_filter(JSON::Value const& id);
+    Filter const& find_filter(JSON::Value const& id) const;
 
     Registry& registry() { return registry_; }
     Registry const& registry() const { return registry_; }
