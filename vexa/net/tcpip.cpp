@@ -15,8 +15,8 @@ using boost::system::system_error;
 
 namespace {
 
-/// The point \p timeout from now on. The limits are held in microseconds, the clock counts nanoseconds up to its
-/// maximum, which a long limit does not pass.
+/// The point \p timeout from now on. The limits are held in microseconds, the clock counts nanoseconds up to
+/// its maximum, which a long limit does not pass.
 std::chrono::steady_clock::time_point deadline_after(vx::utility::duration timeout) {
     using Clock = std::chrono::steady_clock;
     auto const now = Clock::now();
@@ -128,8 +128,8 @@ std::string VTcpClient::take(std::size_t n, std::size_t delimiter) {
     return line;
 }
 
-/// Start an operation and serve the loop until its handler has run. The timer is served by the same loop, so that
-/// a deadline needs no thread: it closes the socket, and the operation ends with an error.
+/// Start an operation and serve the loop until its handler has run. The timer is served by the same loop, so
+/// that a deadline needs no thread: it closes the socket, and the operation ends with an error.
 /// \param start starts the operation with the handler that it is given.
 template <typename Start>
 VTcpClient::Result VTcpClient::run(Start start) {
@@ -148,8 +148,9 @@ VTcpClient::Result VTcpClient::run(Start start) {
     return result;
 }
 
-/// Shut down what the peer has ended already. The loop waits for news of the socket, and an error that was told once
-/// is none: without this the next operation would wait for its deadline rather than meet the error again.
+/// Shut down what the peer has ended already. The loop waits for news of the socket, and an error that was
+/// told once is none: without this the next operation would wait for its deadline rather than meet the error
+/// again.
 void VTcpClient::end(tcp::socket::shutdown_type direction) {
     error_code ignored;
     socket_.shutdown(direction, ignored);
@@ -172,8 +173,8 @@ void VTcpClient::close_quietly() {
 }
 
 void VTcpClient::set_deadline(vx::utility::duration timeout) {
-    // The handler of the cancelled wait arms the timer again. A wait that has ended, but was not served since the
-    // call before, does no harm either: its handler sees the new deadline.
+    // The handler of the cancelled wait arms the timer again. A wait that has ended, but was not served since
+    // the call before, does no harm either: its handler sees the new deadline.
     if (wait_pending_) timer_.cancel();
     deadline_ = deadline_after(timeout);
     if (!wait_pending_) arm_timer();

@@ -1,5 +1,5 @@
-// What the system refuses or does by halves. The functions that this program's link wraps pass on to the real ones
-// unless a test asks for a fault.
+// What the system refuses or does by halves. The functions that this program's link wraps pass on to the real
+// ones unless a test asks for a fault.
 
 #include <vexa/net/tcpip.h>
 

@@ -16,8 +16,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/// The far side of a network client under test: plain blocking sockets on the loopback device, on a port that the
-/// system assigns. Nothing here waits for longer than a minute; a client that does not do its part is a
+/// The far side of a network client under test: plain blocking sockets on the loopback device, on a port that
+/// the system assigns. Nothing here waits for longer than a minute; a client that does not do its part is a
 /// std::runtime_error.
 namespace Vexa::testing {
 
@@ -104,7 +104,8 @@ private:
     Descriptor socket_;
 };
 
-/// A listening socket. Clients can connect as soon as it is made; accept() may come later, in the same thread.
+/// A listening socket. Clients can connect as soon as it is made; accept() may come later, in the same
+/// thread.
 class Listener {
 public:
     explicit Listener(int backlog = 16) : socket_(bound_socket(address_)) {
