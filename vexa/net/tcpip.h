@@ -37,6 +37,8 @@ using duration = std::chrono::duration<std::int64_t, std::micro>;
 /// A limit that passes ends the call and closes the connection, so that a late answer is never taken for the
 /// answer to the next question; connect() starts afresh. A limit of zero or less has passed from the start,
 /// and one that reaches behind the end of the clock never passes.
+/// \note Deliberate: a limit that has passed closes the connection even where the call succeeds, as with a
+///     line received before.
 ///
 /// Owns: the connection, the bytes received behind the last line, and the event loop (three descriptors
 /// besides the socket). Borrows: nothing that outlasts a call.

@@ -191,6 +191,7 @@ protected:
             Peer peer = connect();
             peer.send(answer + "\n" + answer + "\n");
             done = succeeds_with_allocations(n, operation);
+            // At once: nothing of the operation may be left for the loop to run.
             expect_new_start();
         }
         EXPECT_TRUE(done);
@@ -215,7 +216,6 @@ private:
             EXPECT_STREQ(failure.what(), "std::bad_alloc");
             ++failures;
         }
-        VEXA_EXPECT_CLOSED(client.write_line("x"));
         return false;
     }
 
@@ -239,6 +239,22 @@ TEST_F(VTcpClientMemory, ThatIsMissingForConnectLeavesAClientThatCanConnect) {
 
 TEST_F(VTcpClientMemory, ThatIsMissingForReadLineLeavesAClientThatCanConnect) {
     fail_each_allocation([this] { EXPECT_TRUE(client.read_line() == answer); });
+}
+
+TEST_F(VTcpClientMemory, ThatIsMissingForAnOperationLeavesTheClientClosed) {
+    bool failed = false;
+    for (long n = 0; !failed && n < 100; ++n) {
+        Peer peer = connect();
+        try {
+            WithFaults const fails({.allocations_left = n});
+            client.write_data("x", 1);
+        } catch (std::runtime_error const&) {
+            failed = true;
+        } catch (std::bad_alloc const&) { // behind the operation
+        }
+    }
+    EXPECT_TRUE(failed);
+    VEXA_EXPECT_CLOSED(client.write_line("x"));
 }
 
 TEST_F(VTcpClientMemory, ThatIsMissingForWriteDataLeavesAClientThatCanConnect) {
