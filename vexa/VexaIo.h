@@ -43,6 +43,7 @@
 #include <vexa/props/VPropFormat.h>
 #include <vexa/props/VPropXmlExport.h>
 #include <vexa/props/VPropXmlParser.h>
+#include <vexa/props/ValueReference.h>
 #include <vexa/props/VexaProps.h>
 #include <vexa/props/proparr.h>
 #include <vexa/props/propcompare.h>
