@@ -34,6 +34,7 @@
 #include <vexa/json/Bad_Access.h>
 #include <vexa/json/Base64.h>
 #include <vexa/json/Number.h>
+#include <vexa/json/Props.h>
 #include <vexa/json/Reader.h>
 #include <vexa/json/Time_Point.h>
 #include <vexa/json/Uuid.h>
@@ -43,6 +44,7 @@
 #include <vexa/props/VPropFormat.h>
 #include <vexa/props/VPropXmlExport.h>
 #include <vexa/props/VPropXmlParser.h>
+#include <vexa/props/ValueReference.h>
 #include <vexa/props/VexaProps.h>
 #include <vexa/props/proparr.h>
 #include <vexa/props/propcompare.h>
