@@ -58,7 +58,6 @@ void compare(Vexa::bench::Table& table, std::string const& name, std::shared_ptr
     auto const small = make(100'000);
     auto const add = [&](std::string const& what, auto action) {
         table.compare({.name = what + " " + name + " / parse",
-                       .target = 0.3,
                        .candidate = [=] { action(*large); },
                        .baseline = [=] { parse(*large); },
                        .clock = Vexa::bench::Clock::thread});
