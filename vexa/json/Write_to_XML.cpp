@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <vexa/json/Writer.h>
+#include <vexa/json/fetch_internal.h>
 #include <vexa/json/scan_internal.h>
 #include <vexa/json/text_buffer_internal.h>
 
@@ -132,7 +133,9 @@ void XML_Writer::next() {
         ++open.entry;
         open.list = nullptr;
     } else {
-        element(open.entry->first, *open.item++); // may open another element, which moves this one
+        Value const& current = *open.item++;
+        if (open.item != open.list->end()) detail::fetch_ahead(*open.item);
+        element(open.entry->first, current); // may open another element, which moves this one
     }
 }
 
