@@ -40,7 +40,9 @@
 #include <vexa/json/Uuid.h>
 #include <vexa/json/Value.h>
 #include <vexa/json/Value_Cast.h>
+#include <vexa/json/Write_to_XML.h>
 #include <vexa/json/Writer.h>
+#include <vexa/json/XML_Reader.h>
 #include <vexa/props/VPropFormat.h>
 #include <vexa/props/VPropXmlExport.h>
 #include <vexa/props/VPropXmlParser.h>

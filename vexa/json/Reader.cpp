@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include <vexa/json/scan_internal.h>
+#include <vexa/json/stream_internal.h>
 
 namespace JSON {
 
@@ -430,17 +431,6 @@ void Reader::read_key(char const*& pos, char const* end) {
 
 namespace {
 
-/// The next character, or the end. What the stream buffer throws shows as `badbit`, like in the stream's own
-/// functions.
-int next_character(std::istream& in) {
-    try {
-        return in.rdbuf()->sbumpc();
-    } catch (...) {
-        in.setstate(std::ios_base::badbit);
-        return std::istream::traits_type::eof();
-    }
-}
-
 Value complete(Reader& reader, std::optional<Value> value) {
     char const blank = ' ';
     char const* pos = &blank;
@@ -454,7 +444,8 @@ Value complete(Reader& reader, std::optional<Value> value) {
 std::optional<Value> Reader::read(std::istream& in) {
     using Traits = std::istream::traits_type;
     if (std::istream::sentry const ready(in, true); ready) {
-        for (int next = next_character(in); next != Traits::eof(); next = next_character(in)) {
+        for (int next = detail::next_character(in); next != Traits::eof();
+             next = detail::next_character(in)) {
             char const c = Traits::to_char_type(next);
             char const* pos = &c;
             if (!read_at(pos)) continue;

@@ -14,6 +14,7 @@
 
 #include <vexa/foundation/strings.h>
 #include <vexa/json/scan_internal.h>
+#include <vexa/json/text_buffer_internal.h>
 
 namespace JSON {
 
@@ -31,60 +32,6 @@ struct Open_Container {
 
     bool at_begin() const { return list ? element == list->begin() : member == map->begin(); }
     bool at_end() const { return list ? element == list->end() : member == map->end(); }
-};
-
-/// Collects text in a small piece of memory, from where it goes on to a stream, or to a string if there is
-/// none.
-class Buffer {
-public:
-    explicit Buffer(std::ostream* stream) : stream_(stream) {}
-
-    /// Where the next \p size bytes go, a few at most; wrote() tells how far they were used.
-    char* room(std::size_t size) {
-        if (capacity - used_ < size) flush();
-        return piece_ + used_;
-    }
-    void wrote(char const* end) { used_ = static_cast<std::size_t>(end - piece_); }
-
-    void add(char c) {
-        *room(1) = c;
-        ++used_;
-    }
-    void add(std::string_view text) {
-        if (capacity - used_ < text.size()) {
-            flush();
-            if (text.size() > capacity) return pass_on(text);
-        }
-        std::copy(text.begin(), text.end(), piece_ + used_);
-        used_ += text.size();
-    }
-    void add_blanks(std::size_t count) {
-        while (count-- > 0) add(' ');
-    }
-
-    void flush() {
-        pass_on({piece_, used_});
-        used_ = 0;
-    }
-    std::string take() {
-        flush();
-        return std::move(result_);
-    }
-
-private:
-    static constexpr std::size_t capacity = 8192;
-
-    void pass_on(std::string_view text) {
-        if (stream_)
-            stream_->write(text.data(), static_cast<std::streamsize>(text.size()));
-        else
-            result_ += text;
-    }
-
-    std::ostream* stream_;
-    std::string result_;
-    std::size_t used_ = 0;
-    char piece_[capacity];
 };
 
 /// Builds the text of values.
@@ -107,8 +54,6 @@ public:
     void flush() { buffer_.flush(); }
 
 private:
-    static constexpr std::size_t longest_number = 32;
-
     void begin(Value const& value);
     template <typename Container>
     void open(Container const& container) {
@@ -125,16 +70,11 @@ private:
     }
     void number(Number const& number);
     void real(double value);
-    template <typename T>
-    void integer(T value) {
-        char* const digits = buffer_.room(longest_number);
-        buffer_.wrote(std::to_chars(digits, digits + longest_number, value).ptr);
-    }
     void escaped(char c);
 
     int& indent_;
     bool compact_;
-    Buffer buffer_;
+    detail::Text_Buffer buffer_;
     std::vector<Open_Container> open_;
 };
 
@@ -221,7 +161,7 @@ void Text::number(Number const& number) {
             if constexpr (std::is_same_v<decltype(value), double>)
                 real(value);
             else
-                integer(value);
+                buffer_.add_number(value);
         },
         number.variant());
 }
@@ -229,8 +169,8 @@ void Text::number(Number const& number) {
 void Text::real(double value) {
     // Not from a constructor of Value, but it can come by calculating in place.
     if (!std::isfinite(value)) return begin(Value(value));
-    char* const digits = buffer_.room(longest_number);
-    char* const limit = digits + longest_number;
+    char* const digits = buffer_.room(detail::Text_Buffer::longest_number);
+    char* const limit = digits + detail::Text_Buffer::longest_number;
     char* end = std::to_chars(digits, limit, value).ptr;
     // Without a point or an exponent the text would read as an integer, and these have none of 64 bits.
     bool const beyond_integers = value >= 0x1p64 || value < -0x1p63;

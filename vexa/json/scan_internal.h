@@ -55,6 +55,24 @@ inline char const* end_of_unescaped(char const* pos, char const* end) {
         [](char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; });
 }
 
+/// The end of the run of bytes that stand for themselves inside an XML value that \p delimiter ends.
+inline char const* end_of_value_text(char const* pos, char const* end, char delimiter) {
+    return find_run_end(
+        pos, end, [delimiter](std::uint64_t word) { return match(word, '&') | match(word, delimiter); },
+        [delimiter](char c) { return c == '&' || c == delimiter; });
+}
+
+/// The end of the run of bytes that are written to XML as they are.
+inline char const* end_of_unescaped_xml(char const* pos, char const* end) {
+    return find_run_end(
+        pos, end,
+        [](std::uint64_t word) {
+            // The last bit tells & from ', the one before it < from >.
+            return match(word, '"') | match(word | each_byte, '\'') | match(word | each_byte * 2, '>');
+        },
+        [](char c) { return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>'; });
+}
+
 inline bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
@@ -68,6 +86,17 @@ inline constexpr std::array<Number_Byte, 256> number_bytes = [] {
     for (char const c : std::string_view(".eE")) table[static_cast<unsigned char>(c)] = Number_Byte::real;
     return table;
 }();
+
+/// Whether a byte may stand in the name of an XML element or attribute.
+inline constexpr std::array<bool, 256> name_characters = [] {
+    std::array<bool, 256> table{};
+    for (char const c :
+         std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.:"))
+        table[static_cast<unsigned char>(c)] = true;
+    return table;
+}();
+
+inline bool is_name_character(char c) { return name_characters[static_cast<unsigned char>(c)]; }
 
 inline Number_Byte number_byte(char c) { return number_bytes[static_cast<unsigned char>(c)]; }
 
