@@ -21,7 +21,7 @@ namespace Zinflux {
 /// What packing makes of each kind of file:
 /// - directories and ordinary files, empty ones too, come back as such; permissions, owners and times don't;
 /// - a symbolic link is taken for what it leads to: a file with that content, or a directory, which comes back
-///   empty, since the walk does not descend into it;
+///   empty, since the walk does not descend into it (\note Deliberate: links are followed when packing only);
 /// - a link that leads nowhere, a FIFO, a socket and a device are refused by std::filesystem::file_size() with
 ///   std::filesystem::filesystem_error. They are never opened.
 ///
@@ -73,8 +73,6 @@ public:
                              std::filesystem::path const& root);
 
     /// Write the tree of a blob. Directories that are there are used, files are overwritten in place.
-    /// A backslash in a name separates its parts, as "/" does. Missing directories are made for directories
-    /// only: a file whose directory has no entry of its own fails.
     /// \param buffer is read up to the end mark; lengths in the blob that lead beyond the buffer go undetected
     /// \param size is not looked at
     /// \throws std::runtime_error "error writing file {}, {} bytes" with path and size
@@ -84,6 +82,10 @@ public:
     /// \throws std::runtime_error "cannot unpack blob: {}"
     /// \throws std::filesystem::filesystem_error
     /// \note Deliberate: \p size is no limit; Archive::unpack() is guarded by the size of the stack.
+    /// \note Deliberate: a backslash in a name separates its parts, as "/" does.
+    /// \note Deliberate: missing directories are made for directories only; a file whose directory has no entry
+    /// of its own fails.
+    /// \note Deliberate: neither signature nor version is looked at.
     static Header buffer_to_fs(char const* buffer, std::size_t size,
                                std::filesystem::path const& destination);
 };
@@ -107,7 +109,8 @@ public:
 
     /// Pack a tree. The stack has the shape {n, n, 1, 1}, zeros behind the blob, and a tag "zinflux" with
     /// "aid", "did", "label", "sid" (at first the same as "did") and "type" ("data").
-    /// \param root a tree without the file that read_did() reads has the empty "did"
+    /// \note Deliberate: a tree without the file that read_did() reads has the empty "did", although read_did()
+    /// itself fails.
     /// \throws what read_did(), Blob::get_fs_size() and Blob::fs_to_buffer() throw
     /// \throws std::runtime_error "the tree {} changed while it was packed"
     static std::shared_ptr<Vexa::arrays::StackInterface> pack(std::filesystem::path const& root,

@@ -211,6 +211,21 @@ TEST_F(BlobTest, BackslashesInNamesSeparate) {
     EXPECT_EQ(tree_of(destination_), (Tree{{"a", is_a_directory}, {"a/b", is_a_directory}, {"a/b/c", "x"}}));
 }
 
+TEST_F(BlobTest, FileWithABackslashInItsNameDoesNotComeBack) {
+    make_tree(root_, {{"a\\b", "x"}});
+    auto const blob = pack(root_);
+    EXPECT_EQ(entries(blob), blob_file("a\\b", "x") + blob_end());
+    VEXA_EXPECT_THROWS(unpack(blob), std::runtime_error,
+                       "error writing file " + (destination_ / "a/b").string() + ", 1 bytes");
+}
+
+TEST_F(BlobTest, SignatureIsNotLookedAt) {
+    auto blob = blob_header() + blob_file("f", "x") + blob_end();
+    blob[0] = 'Y';
+    EXPECT_EQ(unpack(blob).signature[0], 'Y');
+    EXPECT_EQ(tree_of(destination_), (Tree{{"f", "x"}}));
+}
+
 TEST_F(BlobTest, EmptyPartsAndDotsInNamesLeadNowhere) {
     unpack(blob_header() + blob_directory("./a//b/") + blob_directory(".") + blob_file("a/.//b/c", "x") +
            blob_end());
