@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -78,9 +79,9 @@ private:
 };
 
 /// What the entries make of an empty folder, if none is in the way of another.
-std::map<std::string, std::string> expected_tree(Archive::Contents const& contents) {
+std::map<std::string, std::string> expected_tree(std::vector<Zinflux::Blob::Entry> const& entries) {
     std::map<std::string, std::string> tree;
-    for (auto const& entry : contents.entries) {
+    for (auto const& entry : entries) {
         if (!entry.is_directory) {
             tree[entry.name] = std::to_string(entry.size);
             continue;
@@ -113,15 +114,18 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     auto const stack = stack_of(blob);
 
     Archive::Contents contents;
-    auto const refused = error_of([&] { contents = Archive::contents(stack); });
+    std::vector<Zinflux::Blob::Entry> entries;
+    auto const refused = error_of(
+        [&] { contents = Archive::contents(stack, [&](auto const& entry) { entries.push_back(entry); }); });
     auto const failed = error_of([&] { Archive::unpack(stack, playground.destination()); });
     if (!refused.empty()) {
         VEXA_FUZZ_CHECK(failed == refused);
         VEXA_FUZZ_CHECK(!fs::exists(playground.destination()));
     } else {
-        VEXA_FUZZ_CHECK(contents.size <= blob.size());
+        VEXA_FUZZ_CHECK(contents.size <= blob.size() && contents.file_bytes <= contents.size);
+        VEXA_FUZZ_CHECK(contents.files + contents.directories == entries.size());
         if (failed.empty())
-            VEXA_FUZZ_CHECK(unpacked_tree(playground.destination()) == expected_tree(contents));
+            VEXA_FUZZ_CHECK(unpacked_tree(playground.destination()) == expected_tree(entries));
         playground.check_outside();
         playground.clear();
         playground.put_links();

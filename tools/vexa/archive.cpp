@@ -64,13 +64,6 @@ MemoryStack load(bf::FileInterface& file, std::filesystem::path const& path, uns
     return loaded;
 }
 
-Contents look_into(bf::FileInterface& file, std::filesystem::path const& path, unsigned long index) {
-    Contents contents;
-    auto const stack = load(file, path, index);
-    reading(path, [&] { contents = Archive::contents(stack); });
-    return contents;
-}
-
 // Packing
 
 std::string label_of(ArchivePackOptions const& options) {
@@ -148,7 +141,10 @@ JSON::Value entry_json(Zinflux::Blob::Entry const& entry) {
     return map;
 }
 
-JSON::Value archive_json(bf::StackInterface const& stack, Contents const& contents) {
+JSON::Value archive_json(bf::StackInterface const& stack, MemoryStack const& loaded) {
+    JSON::List entries;
+    auto const contents =
+        Archive::contents(loaded, [&](auto const& entry) { entries.push_back(entry_json(entry)); });
     JSON::Map map;
     map["name"] = as_utf8(stack.name());
     map["tag"] = tag_json(*archive_tag(stack));
@@ -157,21 +153,15 @@ JSON::Value archive_json(bf::StackInterface const& stack, Contents const& conten
     map["version"] = JSON::Number(contents.header.version);
     map["creation_time"] = JSON::Number(contents.header.creation_time);
     map["blob_bytes"] = JSON::Number(contents.size);
-    JSON::List entries;
-    for (auto const& entry : contents.entries) entries.push_back(entry_json(entry));
     map["entries"] = std::move(entries);
     return map;
 }
 
 std::string heading_text(bf::StackInterface const& stack, unsigned long index, Contents const& contents) {
-    std::uint64_t files = 0, bytes = 0;
-    for (auto const& entry : contents.entries) {
-        files += entry.is_directory ? 0 : 1;
-        bytes += entry.size;
-    }
-    auto const heading = fmt::format("archive {} \"{}\": {} files, {} directories, {}, packed {}", index,
-                                     printable(stack.name()), files, contents.entries.size() - files,
-                                     byte_text(bytes), time_text(contents.header.creation_time));
+    auto const heading =
+        fmt::format("archive {} \"{}\": {} files, {} directories, {}, packed {}", index,
+                    printable(stack.name()), contents.files, contents.directories,
+                    byte_text(contents.file_bytes), time_text(contents.header.creation_time));
     std::string text = styled(Style::heading, heading) + "\n";
     auto const tag = tag_json(*archive_tag(stack));
     for (char const* key : {"aid", "did", "sid", "label"})
@@ -180,15 +170,15 @@ std::string heading_text(bf::StackInterface const& stack, unsigned long index, C
     return text;
 }
 
-std::string entry_text(Zinflux::Blob::Entry const& entry) {
+void put_entry(Zinflux::Blob::Entry const& entry) {
     auto const name = printable(entry.name);
-    return entry.is_directory ? fmt::format("{:>12}  {}/\n", "-", name)
-                              : fmt::format("{:>12}  {}\n", entry.size, name);
+    put(entry.is_directory ? fmt::format("{:>12}  {}/\n", "-", name)
+                           : fmt::format("{:>12}  {}\n", entry.size, name));
 }
 
-void put_listing(bf::StackInterface const& stack, unsigned long index, Contents const& contents) {
-    put(heading_text(stack, index, contents));
-    for (auto const& entry : contents.entries) put(entry_text(entry));
+void put_archive(bf::StackInterface const& stack, unsigned long index, MemoryStack const& loaded) {
+    put(heading_text(stack, index, Archive::contents(loaded)));
+    Archive::contents(loaded, put_entry);
 }
 
 } // namespace
@@ -213,11 +203,14 @@ Exit run_archive_ls(ArchiveListOptions const& options) {
     for (auto const index : find_archives(*file, options.file, options.stack)) {
         JSON::Value archive;
         try {
-            auto const contents = look_into(*file, options.file, index);
-            if (options.json)
-                archive = archive_json(*file->get_stack(index), contents);
-            else
-                put_listing(*file->get_stack(index), index, contents);
+            auto const stack = file->get_stack(index);
+            auto const loaded = load(*file, options.file, index);
+            reading(options.file, [&] {
+                if (options.json)
+                    archive = archive_json(*stack, loaded);
+                else
+                    put_archive(*stack, index, loaded);
+            });
         } catch (Failure const& failure) {
             if (failure.exit() != Exit::damaged) throw;
             complain(failure.what());
@@ -248,9 +241,7 @@ Exit run_archive_extract(ArchiveExtractOptions const& options) {
     OutputFolder output(options.output, options.force);
     auto const stack = load(*file, options.file, archives.front());
     std::uint64_t total = 0;
-    reading(options.file, [&] {
-        for (auto const& entry : Archive::contents(stack).entries) total += entry.size;
-    });
+    reading(options.file, [&] { total = Archive::contents(stack).file_bytes; });
     Progress progress("unpacking", total);
     failing_as(Exit::output_failed, options.output, [&] {
         Archive::unpack(stack, output.path(), [&](std::size_t bytes) { progress.add(bytes); });

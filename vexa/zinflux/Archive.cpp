@@ -92,12 +92,19 @@ Blob::Header Archive::unpack(std::shared_ptr<Stack const> stack, std::filesystem
 }
 
 Archive::Contents Archive::contents(std::shared_ptr<Stack const> stack) {
+    return contents(std::move(stack), Visitor());
+}
+
+Archive::Contents Archive::contents(std::shared_ptr<Stack const> stack, Visitor const& visit) {
     auto const blob = blob_in(stack.get());
     detail::BlobReader reader(blob.data(), blob.size());
     Contents contents;
     contents.header = reader.header();
-    for (detail::BlobEntry entry; reader.next(entry);)
-        contents.entries.push_back({entry.name, entry.is_directory, entry.size});
+    for (detail::BlobEntry entry; reader.next(entry);) {
+        ++(entry.is_directory ? contents.directories : contents.files);
+        contents.file_bytes += entry.size;
+        if (visit) visit({entry.name, entry.is_directory, entry.size});
+    }
     contents.size = reader.position();
     return contents;
 }

@@ -7,7 +7,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <vexa/arrays/StackImp.h>
 #include <vexa/foundation/export.h>
@@ -100,11 +99,16 @@ public:
     /// Called now and then with the bytes that were done since the last call. What it throws ends the work.
     using Progress = std::function<void(std::size_t bytes)>;
 
-    /// What an archive holds.
+    /// Called with each entry of an archive in order.
+    using Visitor = std::function<void(Blob::Entry const& entry)>;
+
+    /// What an archive holds in all.
     struct Contents {
         Blob::Header header;
-        std::vector<Blob::Entry> entries;
-        std::size_t size = 0; ///< bytes of the blob, end mark included
+        std::size_t files = 0;
+        std::size_t directories = 0;
+        std::uint64_t file_bytes = 0; ///< of the content of all files
+        std::size_t size = 0;         ///< of the blob in bytes, end mark included
     };
 
     /// Pack a tree. The stack has the shape {n, n, 1, 1}, zeros behind the blob, and a tag "zinflux" with
@@ -131,8 +135,10 @@ public:
                                std::filesystem::path const& destination, Progress const& progress);
 
     /// Look into an archive, with the checks of unpack().
+    /// \param visit is called with the entries before a fault, too
     /// \throws what unpack() throws before it writes
     static Contents contents(std::shared_ptr<Vexa::arrays::StackInterface const> stack);
+    static Contents contents(std::shared_ptr<Vexa::arrays::StackInterface const> stack, Visitor const& visit);
 
     /// The data identifier of a tree: the text under "did" in its file zarr/zfx/.zattrs; empty without such a
     /// member.

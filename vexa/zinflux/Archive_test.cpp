@@ -209,13 +209,19 @@ TEST_F(ArchiveTest, AnyVersionUnpacks) {
 }
 
 TEST_F(ArchiveTest, ContentsListTheEntries) {
-    auto const contents = Archive::contents(stack_of(blob_header(3, 17) + blob_directory("d") +
-                                                     blob_file("d\\f", "12345") + blob_end() + "behind"));
+    std::vector<Blob::Entry> entries;
+    auto const stack = stack_of(blob_header(3, 17) + blob_directory("d") + blob_file("d\\f", "12345") +
+                                blob_end() + "behind");
+    auto const contents = Archive::contents(stack, [&](auto const& entry) { entries.push_back(entry); });
     EXPECT_EQ(contents.header.creation_time, 17);
     EXPECT_EQ(contents.size, 147u + 10 + 25 + 8);
-    ASSERT_EQ(contents.entries.size(), 2u);
-    EXPECT_EQ(contents.entries[0], (Blob::Entry{"d", true, 0}));
-    EXPECT_EQ(contents.entries[1], (Blob::Entry{"d/f", false, 5}));
+    EXPECT_EQ(contents.files, 1u);
+    EXPECT_EQ(contents.directories, 1u);
+    EXPECT_EQ(contents.file_bytes, 5u);
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0], (Blob::Entry{"d", true, 0}));
+    EXPECT_EQ(entries[1], (Blob::Entry{"d/f", false, 5}));
+    EXPECT_EQ(Archive::contents(stack).size, contents.size);
 }
 
 // Identifiers
