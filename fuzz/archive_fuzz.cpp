@@ -4,10 +4,10 @@
 // The first byte of an input decides: even, the rest are the entries of a blob, to which the header is added;
 // odd, the rest are the whole blob.
 
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -75,6 +75,12 @@ public:
     }
 
 private:
+    /// Folders in memory are several times as fast.
+    static bool prefer_memory() {
+        return fs::is_directory("/dev/shm") && ::setenv("TMPDIR", "/dev/shm", 0) == 0;
+    }
+
+    bool const in_memory_ = prefer_memory(); ///< above the folder, which is made behind it
     Vexa::testing::TemporaryFolder folder_;
 };
 
