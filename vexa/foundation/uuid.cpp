@@ -3,6 +3,4 @@
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
 
-std::string Vexa::random_uuid() {
-    return boost::uuids::to_string(boost::uuids::random_generator()());
-}
+std::string Vexa::random_uuid() { return boost::uuids::to_string(boost::uuids::random_generator()()); }
