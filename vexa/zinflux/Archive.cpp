@@ -47,6 +47,17 @@ std::span<char const> blob_in(Stack const* stack) {
     return bytes;
 }
 
+JSON::Value make_tag(std::string const& did, std::string const& label, std::string aid) {
+    JSON::Value tag;
+    auto& members = tag.set<JSON::Map>();
+    members["aid"] = std::move(aid);
+    members["did"] = did;
+    members["label"] = label;
+    members["sid"] = did;
+    members["type"] = "data";
+    return tag;
+}
+
 /// The text of a member; empty if there is none.
 std::string text_in(JSON::Value const& tag, char const* key) {
     auto const* const value = tag.find(key);
@@ -71,13 +82,9 @@ std::shared_ptr<Stack> Archive::pack(std::filesystem::path const& root, std::str
                           std::min(size, stack->number_of_elements()), root, progress);
     if (filled != size)
         throw std::runtime_error(fmt::format("the tree {} changed while it was packed", root.string()));
-    JSON::Map tag;
-    tag["did"] = std::filesystem::exists(attributes_of(root)) ? read_did(root) : std::string();
-    tag["sid"] = tag["did"];
-    tag["aid"] = std::move(aid);
-    tag["label"] = label;
-    tag["type"] = "data";
-    stack->set_tag(tag_key, JSON::Value(std::move(tag)));
+    auto const did = std::filesystem::exists(attributes_of(root)) ? read_did(root) : std::string();
+    auto const tag = make_tag(did, label, std::move(aid));
+    stack->set_tag(tag_key, tag);
     return stack;
 }
 
