@@ -58,3 +58,5 @@
 #include <vexa/units/RuntimeValue.h>
 #include <vexa/units/Value.h>
 #include <vexa/units/constants.h>
+#include <vexa/zinflux/Archive.h>
+#include <vexa/zinflux/Common.h>
