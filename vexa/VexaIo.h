@@ -35,8 +35,8 @@
 #include <vexa/json/Base64.h>
 #include <vexa/json/Format.h>
 #include <vexa/json/Number.h>
-#include <vexa/json/Proxy.h>
 #include <vexa/json/Props.h>
+#include <vexa/json/Proxy.h>
 #include <vexa/json/Reader.h>
 #include <vexa/json/Schema.h>
 #include <vexa/json/String_Cast.h>
