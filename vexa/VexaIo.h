@@ -35,6 +35,7 @@
 #include <vexa/json/Base64.h>
 #include <vexa/json/Format.h>
 #include <vexa/json/Number.h>
+#include <vexa/json/Props.h>
 #include <vexa/json/Proxy.h>
 #include <vexa/json/Reader.h>
 #include <vexa/json/Schema.h>
@@ -74,6 +75,7 @@
 #include <vexa/props/VPropFormat.h>
 #include <vexa/props/VPropXmlExport.h>
 #include <vexa/props/VPropXmlParser.h>
+#include <vexa/props/ValueReference.h>
 #include <vexa/props/VexaProps.h>
 #include <vexa/props/proparr.h>
 #include <vexa/props/propcompare.h>
@@ -85,3 +87,5 @@
 #include <vexa/units/RuntimeValue.h>
 #include <vexa/units/Value.h>
 #include <vexa/units/constants.h>
+#include <vexa/zinflux/Archive.h>
+#include <vexa/zinflux/Common.h>

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <vexa/VexaIo.h>
+#include <vexa/net/tcpip.h>
 
 namespace {
 
@@ -44,6 +45,16 @@ bool use_values() {
     return speed.valid && vexa_dt_from_name("uint16") == Vexa::types::uint16;
 }
 
+bool use_client() {
+    VTcpClient client;
+    try {
+        client.read_line();
+    } catch (boost::system::system_error const& error) {
+        return error.code() == boost::asio::error::bad_descriptor;
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -51,7 +62,7 @@ int main(int argc, char** argv) {
     try {
         auto const samples = make_samples(8 * 4 * 3);
         write_file(argv[1], samples);
-        if (read_file(argv[1], samples) && use_values()) return 0;
+        if (read_file(argv[1], samples) && use_values() && use_client()) return 0;
         std::fprintf(stderr, "What was read is not what was written.\n");
     } catch (std::exception const& error) {
         std::fprintf(stderr, "%s\n", error.what());

@@ -73,4 +73,34 @@ struct VerifyOptions {
 /// Read everything and check it.
 Exit run_verify(VerifyOptions const& options);
 
+struct ArchivePackOptions {
+    std::filesystem::path folder;
+    std::filesystem::path output;
+    std::optional<std::string> label; ///< without it the name of the folder
+    std::optional<std::string> aid;   ///< without it a new one
+    int level = 1;
+    unsigned threads = 1;
+    bool force = false;
+};
+/// A directory tree into a VBF file of one stack.
+Exit run_archive_pack(ArchivePackOptions const& options);
+
+struct ArchiveListOptions {
+    std::filesystem::path file;
+    std::optional<std::string> stack; ///< without it all archives
+    bool json = false;
+};
+/// The archives of a file and what they hold. Goes on with the next archive when one is damaged.
+Exit run_archive_ls(ArchiveListOptions const& options);
+
+struct ArchiveExtractOptions {
+    std::filesystem::path file;
+    std::filesystem::path output;
+    std::optional<std::string> stack; ///< without it the only archive
+    unsigned threads = 1;
+    bool force = false;
+};
+/// An archive of a file into a folder.
+Exit run_archive_extract(ArchiveExtractOptions const& options);
+
 } // namespace Vexa::tool

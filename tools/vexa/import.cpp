@@ -17,8 +17,6 @@ namespace Vexa::tool {
 namespace {
 
 constexpr std::uint64_t block_bytes = 8 << 20;
-/// What the library says when a block does not shrink, which threads have no room for.
-constexpr char const* does_not_shrink = "ZIP buffer unexpectedly too small.";
 
 std::unique_ptr<SampleSource> open_raw_input(ImportOptions const& options) {
     if (options.shape.has_value() != options.type.has_value())
@@ -77,7 +75,7 @@ void copy_samples(SampleSource& source, bf::StackInterface& stack) {
     }
 }
 
-void import_once(ImportOptions const& options, OutputFile const& output, unsigned threads, bool warn) {
+void import_once(ImportOptions const& options, OutputFile const& output, unsigned threads) {
     auto const source = open_input(options);
     check_shape(options.input, source->info());
     Workers workers(threads);
@@ -91,28 +89,16 @@ void import_once(ImportOptions const& options, OutputFile const& output, unsigne
     stack->set_compression(options.level > 0 ? 1 : 0, options.level);
     copy_samples(*source, *stack);
     file->close();
-    for (std::size_t i = 0; warn && i < source->warnings().size(); ++i)
-        complain(printable(source->warnings()[i]));
+    for (auto const& warning : source->warnings()) complain(printable(warning));
 }
 
 } // namespace
 
 Exit run_import(ImportOptions const& options) {
     OutputFile output(options.output, options.force);
-    try {
-        try {
-            import_once(options, output, options.threads, true);
-        } catch (std::runtime_error const& error) {
-            if (options.threads < 2 || std::string(error.what()) != does_not_shrink) throw;
-            import_once(options, output, 1, false);
-        }
-    } catch (Failure const&) {
-        throw;
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (std::exception const& error) {
-        throw Failure(Exit::output_failed, fmt::format("{}: {}", options.output.string(), error.what()));
-    }
+    failing_as(Exit::output_failed, options.output, [&] {
+        write_by_threads(options.threads, [&](unsigned threads) { import_once(options, output, threads); });
+    });
     output.publish();
     return Exit::done;
 }

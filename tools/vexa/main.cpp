@@ -35,6 +35,7 @@ public:
         add_import();
         add_export();
         add_verify();
+        add_archive();
     }
 
     Exit run(int argc, char** argv) {
@@ -50,10 +51,18 @@ public:
 
 private:
     CLI::App* add(char const* name, char const* description, std::function<Exit()> run) {
-        auto* const command = app_.add_subcommand(name, description);
+        return add(app_, name, description, run);
+    }
+    CLI::App* add(CLI::App& parent, char const* name, char const* description, std::function<Exit()> run) {
+        auto* const command = parent.add_subcommand(name, description);
         command->footer(exit_codes);
         command->callback([this, run] { chosen_ = run; });
         return command;
+    }
+    static void add_level(CLI::App* command, int& level) {
+        command->add_option("--level", level, "Compression, 0 (none) to 9")
+            ->check(CLI::Range(0, 9))
+            ->capture_default_str();
     }
     static void add_threads(CLI::App* command, unsigned& threads) {
         threads = std::clamp(std::thread::hardware_concurrency(), 1u, 16u);
@@ -101,9 +110,7 @@ private:
         command->add_option("--type", import_.type, "Type of raw samples, such as uint16 or single");
         command->add_option("--name", import_.name, "Name of the stack, in place of that of the input");
         command->add_option("--description", import_.description, "Description of the stack");
-        command->add_option("--level", import_.level, "Compression, 0 (none) to 9")
-            ->check(CLI::Range(0, 9))
-            ->capture_default_str();
+        add_level(command, import_.level);
         add_threads(command, import_.threads);
         add_force(command, import_.force);
     }
@@ -136,6 +143,44 @@ private:
         add_threads(command, verify_.threads);
     }
 
+    void add_archive() {
+        auto* const archive = app_.add_subcommand("archive", "Keep directory trees in VBF files");
+        archive->footer(exit_codes);
+        archive->require_subcommand(1);
+        add_archive_pack(*archive);
+        add_archive_ls(*archive);
+        add_archive_extract(*archive);
+    }
+    void add_archive_pack(CLI::App& archive) {
+        auto* const command = add(archive, "pack", "Make a VBF file of a directory tree",
+                                  [this] { return run_archive_pack(pack_); });
+        command->add_option("DIR", pack_.folder, "Folder; symbolic links in it are followed")->required();
+        command->add_option("OUT", pack_.output, "VBF file")->required();
+        command->add_option("--label", pack_.label, "Label, in place of the name of the folder");
+        command->add_option("--aid", pack_.aid, "Identifier of the archive, in place of a new UUID");
+        add_level(command, pack_.level);
+        add_threads(command, pack_.threads);
+        add_force(command, pack_.force);
+    }
+    void add_archive_ls(CLI::App& archive) {
+        auto* const command = add(archive, "ls", "Print the archives of a file and what they hold",
+                                  [this] { return run_archive_ls(archive_ls_); });
+        command->add_option("FILE", archive_ls_.file, "VBF file")->required();
+        command->add_option("-s,--stack", archive_ls_.stack, stack_help);
+        add_json(command, archive_ls_.json);
+    }
+    void add_archive_extract(CLI::App& archive) {
+        auto* const command = add(archive, "extract", "Write the directory tree of an archive",
+                                  [this] { return run_archive_extract(extract_); });
+        command->add_option("FILE", extract_.file, "VBF file")->required();
+        command->add_option("DIR", extract_.output, "Folder to make")->required();
+        command->add_option("-s,--stack", extract_.stack,
+                            "Index of a stack, or =NAME; needed when the file has several archives");
+        add_threads(command, extract_.threads);
+        command->add_flag("-f,--force", extract_.force,
+                          "Unpack into a folder that exists, and replace the files that are in the way");
+    }
+
     CLI::App app_{"Look into VBF files, make them from images and images from them.", "vexa"};
     std::function<Exit()> chosen_;
     LsOptions ls_;
@@ -144,6 +189,9 @@ private:
     ImportOptions import_;
     ExportOptions export_;
     VerifyOptions verify_;
+    ArchivePackOptions pack_;
+    ArchiveListOptions archive_ls_;
+    ArchiveExtractOptions extract_;
 };
 
 Exit guarded(int argc, char** argv) {

@@ -15,6 +15,8 @@ public:
     OutputFile(std::filesystem::path const& target, bool force);
     OutputFile(OutputFile const&) = delete;
     OutputFile& operator=(OutputFile const&) = delete;
+    /// Fail as the constructor does when the target stands in the way.
+    static void check_target(std::filesystem::path const& target, bool force);
     /// Removes the file when it was not published.
     ~OutputFile();
 
@@ -29,6 +31,28 @@ private:
     std::filesystem::path path_;
     bool force_;
     bool published_ = false;
+};
+
+/// The same for a folder: one that doesn't exist yet grows beside its place. One that exists is filled where it
+/// is, if \p force allows that.
+class OutputFolder {
+public:
+    /// \throws Failure with Exit::wrong_use when the target exists and \p force is false, or is no folder; with
+    /// Exit::output_failed when no folder can be made beside it
+    OutputFolder(std::filesystem::path const& target, bool force);
+    OutputFolder(OutputFolder const&) = delete;
+    OutputFolder& operator=(OutputFolder const&) = delete;
+    /// Removes the folder and all in it when it is new and was not published.
+    ~OutputFolder();
+
+    std::filesystem::path const& path() const { return path_; }
+    /// Give the folder the target's name. A target that has come into being meanwhile is not replaced.
+    void publish();
+
+private:
+    std::filesystem::path target_;
+    std::filesystem::path path_;
+    bool temporary_ = false;
 };
 
 } // namespace Vexa::tool

@@ -17,6 +17,12 @@
 
 namespace Vexa::tool {
 
+/// The folder of real files, which may be missing.
+inline std::filesystem::path sample_folder() {
+    if (char const* const folder = std::getenv("VEXA_SHARED_DATA")) return folder;
+    return std::filesystem::path(VEXA_SOURCE_DIR) / ".." / "shared" / "data";
+}
+
 /// What a run of the tool left.
 struct ToolRun {
     int code = -1; ///< exit code, or 1000 and the number of the signal that ended it

@@ -16,11 +16,6 @@
 namespace Vexa::tool {
 namespace {
 
-std::filesystem::path sample_folder() {
-    if (char const* const folder = std::getenv("VEXA_SHARED_DATA")) return folder;
-    return std::filesystem::path(VEXA_SOURCE_DIR) / ".." / "shared" / "data";
-}
-
 /// A line of the table of images.
 struct Listed {
     std::string name;

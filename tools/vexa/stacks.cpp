@@ -11,7 +11,6 @@
 #include <vexa/foundation/types.h>
 
 #include "console.h"
-#include "failure.h"
 #include "input_file.h"
 #include "text.h"
 
@@ -159,7 +158,7 @@ unsigned long find_stack(bf::FileInterface const& file, std::string const& argum
     return index;
 }
 
-void reading(std::filesystem::path const& path, std::function<void()> const& part) {
+void failing_as(Exit exit, std::filesystem::path const& path, std::function<void()> const& part) {
     try {
         part();
     } catch (Failure const&) {
@@ -167,8 +166,12 @@ void reading(std::filesystem::path const& path, std::function<void()> const& par
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const& error) {
-        throw Failure(Exit::damaged, fmt::format("{}: {}", path.string(), printable(error.what())));
+        throw Failure(exit, fmt::format("{}: {}", path.string(), printable(error.what())));
     }
+}
+
+void reading(std::filesystem::path const& path, std::function<void()> const& part) {
+    failing_as(Exit::damaged, path, part);
 }
 
 void for_each_block(bf::StackInterface const& stack,

@@ -11,6 +11,8 @@
 #include <vexa/bf/StackImp.h>
 #include <vexa/json/Value.h>
 
+#include "failure.h"
+
 namespace Vexa::tool {
 
 using FilePtr = std::shared_ptr<bf::FileInterface>;
@@ -26,6 +28,9 @@ FilePtr open_vbf(std::filesystem::path const& path);
 /// \throws Failure with Exit::wrong_use
 unsigned long find_stack(bf::FileInterface const& file, std::string const& argument);
 
+/// Run a part of a command: what the library throws becomes a Failure with this exit code, and the path before
+/// the text. Failures pass, and so does std::bad_alloc.
+void failing_as(Exit exit, std::filesystem::path const& path, std::function<void()> const& part);
 /// Run a part of a command that reads samples: what the library throws becomes a Failure with Exit::damaged.
 void reading(std::filesystem::path const& path, std::function<void()> const& part);
 

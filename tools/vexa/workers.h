@@ -3,6 +3,8 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #include <boost/asio/post.hpp>
@@ -41,5 +43,16 @@ private:
     unsigned threads_;
     std::unique_ptr<boost::asio::thread_pool> pool_;
 };
+
+/// Call `write(threads)`. Where the library finds that several streams have no room for a block that does not
+/// shrink, call it again with one thread.
+inline void write_by_threads(unsigned threads, std::function<void(unsigned)> const& write) {
+    try {
+        write(threads);
+    } catch (std::runtime_error const& error) {
+        if (threads < 2 || std::string(error.what()) != "ZIP buffer unexpectedly too small.") throw;
+        write(1);
+    }
+}
 
 } // namespace Vexa::tool

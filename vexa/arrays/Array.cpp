@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <exception>
 
-#include <vexa/arrays/uuid_internal.h>
+#include <vexa/foundation/uuid_internal.h>
 
 namespace Vexa {
 
@@ -27,7 +27,7 @@ ipc::mapped_region map_whole(ipc::shared_memory_object const& object) {
 } // namespace
 
 Shared_Memory_Object::Shared_Memory_Object(create_new)
-    : shared_memory_object(ipc::create_only, arrays::random_uuid().c_str(), ipc::read_write,
+    : shared_memory_object(ipc::create_only, random_uuid().c_str(), ipc::read_write,
                            ipc::permissions(owner_writes_all_read)),
       owner_(true) {}
 

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <stdexcept>
 
-#include <vexa/arrays/uuid_internal.h>
+#include <vexa/foundation/uuid_internal.h>
 
 namespace Vexa {
 
@@ -15,7 +15,7 @@ std::map<std::string, std::shared_ptr<Object>> g_objects; ///< guarded by g_obje
 
 } // namespace
 
-Object::Object() : id(arrays::random_uuid()) {}
+Object::Object() : id(random_uuid()) {}
 
 Object::~Object() = default;
 

@@ -78,7 +78,8 @@ int convert_complex(From const& from, To const& to, std::size_t count) {
         return move_parts({loop, from.run(), to.run()}, {zero, from.run(), to.imaginary()}, count);
     }
     if (from.is_dense() && to.is_dense()) {
-        loop({from.first, from.run().stride / 2}, {to.first, to.run().stride / 2}, 2 * count);
+        Vexa::io::run_dense(loop, {from.first, from.run().stride / 2}, {to.first, to.run().stride / 2},
+                            2 * count);
         return converted;
     }
     return move_parts({loop, from.run(), to.run()}, {loop, from.imaginary(), to.imaginary()}, count);
@@ -88,7 +89,11 @@ int convert_alone(From const& from, To const& to, std::size_t count) {
     Loop const loop = from.type == to.type ? Vexa::io::find_copy(Vexa::io::loops(), from.type)
                                            : Vexa::io::find_conversion(Vexa::io::loops(), from.type, to.type);
     if (!loop) return convert_complex(from, to, count);
-    if (count > 0) loop(from.run(), to.run(), count);
+    if (count == 0) return converted;
+    if (from.type != to.type && to.is_dense())
+        Vexa::io::run_dense(loop, from.run(), to.run(), count);
+    else
+        loop(from.run(), to.run(), count);
     return converted;
 }
 

@@ -1,5 +1,8 @@
 #include <vexa/foundation/io_loops_internal.h>
 
+#include <algorithm>
+#include <cstdint>
+
 #include <vexa/foundation/io_steps_internal.h>
 #include <vexa/foundation/types.h>
 
@@ -21,6 +24,17 @@ bool takes_part(int type) {
            type == rgb_triple || type == rgb_word;
 }
 
+/// Larger than the last cache of most processors.
+constexpr std::size_t streaming_size = std::size_t{32} << 20;
+
+/// How many samples lie before the first one that begins a line; all of them if none does.
+std::size_t samples_before_line(Target target, std::size_t count) {
+    constexpr std::size_t cache_line = 64;
+    std::size_t const address = reinterpret_cast<std::uintptr_t>(target.first);
+    std::size_t const gap = (cache_line - address % cache_line) % cache_line;
+    return gap % target.stride == 0 ? std::min(gap / target.stride, count) : count;
+}
+
 } // namespace
 
 constexpr Loops Vexa::io::portable_loops = all_loops();
@@ -31,6 +45,15 @@ Loops const& Vexa::io::loops() {
     if (has_avx2) return avx2_loops;
 #endif
     return portable_loops;
+}
+
+void Vexa::io::run_dense(Loop loop, Source source, Target target, std::size_t count) {
+    bool const streams = loops().run_past_cache && count >= streaming_size / target.stride;
+    std::size_t const near = streams ? samples_before_line(target, count) : count;
+    if (near > 0) loop(source, target, near);
+    if (near < count)
+        loops().run_past_cache(loop, {source.first + near * source.stride, source.stride},
+                               {target.first + near * target.stride, target.stride}, count - near);
 }
 
 Loop Vexa::io::find_conversion(Loops const& loops, int source_type, int target_type) {

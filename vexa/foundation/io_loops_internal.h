@@ -39,6 +39,9 @@ struct Loops {
     Loop zero_8 = nullptr;
     Loop word_to_triple = nullptr;
     Loop triple_to_word = nullptr;
+    /// Runs a loop into a dense target, which begins at a cache line, with stores that do not read its lines first.
+    /// Null where the instruction set has no such stores.
+    void (*run_past_cache)(Loop loop, Source source, Target target, std::size_t count) = nullptr;
 };
 
 extern Loops const portable_loops;
@@ -54,5 +57,9 @@ Loop find_conversion(Loops const& loops, int source_type, int target_type);
 
 /// The loop that copies samples of a type that takes part in conversion; null for any other type.
 Loop find_copy(Loops const& loops, int type);
+
+/// Runs a conversion into a dense target, past the cache if the target is too large to stay in one: its lines
+/// then need not be read before they are written.
+void run_dense(Loop loop, Source source, Target target, std::size_t count);
 
 } // namespace Vexa::io

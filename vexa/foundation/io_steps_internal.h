@@ -206,7 +206,10 @@ constexpr auto copy_step() {
 
 template <std::size_t Size>
 void copy_apart(Source source, Target target, std::size_t count) {
-    run<decltype(copy_step<Size>())>(source, target, count);
+    if (source.stride == Size && target.stride == Size)
+        std::memcpy(target.first, source.first, count * Size);
+    else
+        run<decltype(copy_step<Size>())>(source, target, count);
 }
 
 /// Copies samples of equal types, which may lie in the same buffer: then the order of the steps keeps each
@@ -262,6 +265,9 @@ constexpr Loops all_loops() {
     loops.zero_8 = run<Zero<8>>;
     loops.word_to_triple = run<WordToTriple>;
     loops.triple_to_word = run<TripleToWord>;
+#ifdef __AVX2__
+    loops.run_past_cache = lanes::run_past_cache;
+#endif
     return loops;
 }
 

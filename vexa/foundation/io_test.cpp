@@ -366,6 +366,46 @@ TEST(Convert, LargeIntegersToRealsRoundOnce) {
     EXPECT_EQ((convert_one<float, std::uint32_t>(0xFFFFFFFFu)), 4294967296.0f);
 }
 
+/// A count of samples whose target is too large for a cache, and does not end with a line.
+constexpr std::size_t large_count = (std::size_t{32} << 20) + 77;
+
+class LargeTargetAt : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(LargeTargetAt, IsWrittenWholeAndNothingBesideIt) {
+    std::size_t const offset = GetParam();
+    std::vector<unsigned char> target((large_count + 2) * 2 + 64, 0xA5);
+    std::vector<std::uint32_t> source(large_count);
+    for (std::size_t i = 0; i < large_count; ++i) source[i] = static_cast<std::uint32_t>(i * 2654435761u);
+    ASSERT_EQ(vexa_dt_convert(types::uint32, types::uint16, source.data(), target.data() + offset,
+                              large_count, nullptr, nullptr),
+              0);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < large_count; ++i) {
+        std::uint16_t sample;
+        std::memcpy(&sample, target.data() + offset + 2 * i, 2);
+        if (sample != static_cast<std::uint16_t>(source[i])) ++wrong;
+    }
+    EXPECT_EQ(wrong, 0u);
+    auto const untouched = [](unsigned char byte) { return byte == 0xA5; };
+    auto const first = target.begin() + static_cast<std::ptrdiff_t>(offset);
+    EXPECT_TRUE(std::all_of(target.begin(), first, untouched));
+    EXPECT_TRUE(std::all_of(first + 2 * large_count, target.end(), untouched));
+}
+INSTANTIATE_TEST_SUITE_P(Convert, LargeTargetAt, ::testing::Values(0, 1, 2, 48, 63));
+
+TEST(Convert, LargeTargetTakesSamplesOfThreeBytesAndSourcesWithGaps) {
+    std::vector<std::uint32_t> const words(2 * large_count / 3, 0x00010203u);
+    std::vector<unsigned char> triples(large_count);
+    std::size_t const count = words.size() / 2;
+    ASSERT_EQ(vexa_dt_convert_with_strides(types::rgb_word, types::rgb_triple, words.data(), 2,
+                                           triples.data(), 1, count, nullptr, nullptr),
+              0);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < 3 * count; ++i)
+        if (triples[i] != i % 3 + 1) ++wrong;
+    EXPECT_EQ(wrong, 0u);
+}
+
 TEST(Convert, RealsRoundAsTheProcessorIsSetTo) {
     std::vector<std::int32_t> const integers(50, 16777217);
     std::vector<std::uint64_t> const large(50, 0x8000000000000401u);

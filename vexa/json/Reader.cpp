@@ -444,7 +444,8 @@ Value complete(Reader& reader, std::optional<Value> value) {
 std::optional<Value> Reader::read(std::istream& in) {
     using Traits = std::istream::traits_type;
     if (std::istream::sentry const ready(in, true); ready) {
-        for (int next = detail::next_character(in); next != Traits::eof(); next = detail::next_character(in)) {
+        for (int next = detail::next_character(in); next != Traits::eof();
+             next = detail::next_character(in)) {
             char const c = Traits::to_char_type(next);
             char const* pos = &c;
             if (!read_at(pos)) continue;

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <vexa/json/fetch_internal.h>
+
 namespace JSON {
 
 namespace {
@@ -157,6 +159,8 @@ void Value::copy_containers(Value const& other) {
 void Value::release() noexcept {
     static thread_local int depth = 0;
     if (depth == recursion_limit) flatten();
+    constexpr std::size_t small = 3;
+    if (Map const* const map = get_if<Map>(); map && map->size() > small) detail::fetch_ahead(*this);
     ++depth;
     data_.emplace<std::monostate>();
     --depth;

@@ -7,12 +7,39 @@
 #include <fmt/format.h>
 
 #include <vexa/json/Writer.h>
+#include <vexa/json/fetch_internal.h>
 #include <vexa/json/scan_internal.h>
 #include <vexa/json/text_buffer_internal.h>
 
 namespace JSON {
 
 namespace {
+
+constexpr std::size_t longest_reference = 6;
+
+std::string_view reference_to(char c) {
+    switch (c) {
+    case '"': return "&quot;";
+    case '&': return "&amp;";
+    case '\'': return "&apos;";
+    case '<': return "&lt;";
+    default: return "&gt;";
+    }
+}
+
+/// Write \p text with references to \p to, where there is room for nothing but references.
+/// \return behind the output
+char* escape(std::string_view text, char* to) {
+    char const* pos = text.data();
+    char const* const end = pos + text.size();
+    while (true) {
+        char const* const stop = detail::end_of_unescaped_xml(pos, end);
+        to = detail::copy_text({pos, static_cast<std::size_t>(stop - pos)}, to);
+        if (stop == end) return to;
+        to = detail::copy_text(reference_to(*stop), to);
+        pos = stop + 1;
+    }
+}
 
 /// Writes one document.
 class XML_Writer {
@@ -106,7 +133,9 @@ void XML_Writer::next() {
         ++open.entry;
         open.list = nullptr;
     } else {
-        element(open.entry->first, *open.item++); // may open another element, which moves this one
+        Value const& current = *open.item++;
+        if (open.item != open.list->end()) detail::fetch_ahead(*open.item);
+        element(open.entry->first, current); // may open another element, which moves this one
     }
 }
 
@@ -138,21 +167,10 @@ void XML_Writer::number(Number const& value) {
 void XML_Writer::text(std::string_view text) {
     if (text == "Infinity") return add("INF");
     if (text == "-Infinity") return add("-INF");
-    char const* pos = text.data();
-    char const* const end = pos + text.size();
-    while (true) {
-        char const* const stop = detail::end_of_unescaped_xml(pos, end);
-        add(std::string_view(pos, static_cast<std::size_t>(stop - pos)));
-        if (stop == end) return;
-        switch (*stop) {
-        case '"': add("&quot;"); break;
-        case '&': add("&amp;"); break;
-        case '\'': add("&apos;"); break;
-        case '<': add("&lt;"); break;
-        default: add("&gt;");
-        }
-        pos = stop + 1;
-    }
+    constexpr std::size_t longest_piece = detail::Text_Buffer::most_room / longest_reference;
+    for (; text.size() > longest_piece; text.remove_prefix(longest_piece))
+        buffer_.wrote(escape(text.substr(0, longest_piece), buffer_.room(detail::Text_Buffer::most_room)));
+    buffer_.wrote(escape(text, buffer_.room(longest_reference * text.size())));
 }
 
 void XML_Writer::refuse(std::string_view what, Value const& value) {

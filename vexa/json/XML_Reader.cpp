@@ -224,7 +224,7 @@ void XML_Reader::end_value(std::string_view text) {
     if (of_element && text.empty()) return;
     if (of_element && stack_.empty()) fail(text, at_the_beginning);
     Value& target = of_element ? content() : *value_target_;
-    target = Value(stored_form(text));
+    target.set<std::string>(stored_form(text));
     value_target_ = nullptr;
     if (!of_element) in_attribute_ = expect_quote_ = false;
 }

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <variant>
 
 #include <vexa/foundation/export.h>
 #include <vexa/json/Schema.h>
@@ -27,8 +28,8 @@ class VEXA_API Document : public JSON::Document<T, Options...> {
 
 public:
     Document(JSON::Proxy& parent, JSON::Proxy::Position position) : Base(parent, position) {}
-    /// \throws std::bad_variant_access "bad variant access" for a text of another type, and for an enumerator
-    /// that the options don't allow
+    /// \throws std::bad_variant_access "bad variant access" for a text of another type, for an enumerator that
+    /// the options don't allow, and for null
     Document(JSON::Proxy& parent, char const* key);
     Document& operator=(Document const&) = default;
 };
@@ -36,7 +37,8 @@ public:
 template <typename T, typename... Options>
 Document<T, Options...>::Document(JSON::Proxy& parent, char const* key) : Base(parent, key) {
     if (!JSON::Proxy::has_value()) return;
-    [[maybe_unused]] JSON::Value& value = this->get_value();
+    JSON::Value& value = this->get_value();
+    if (value.is_null()) throw std::bad_variant_access(); // the document ended before the text did
     if constexpr (std::is_same_v<T, long long>) detail::read_integer(value);
     if constexpr (std::is_same_v<T, JSON::Boolean>) detail::read_boolean(value);
     if constexpr (std::is_same_v<T, JSON::Number> || std::is_same_v<T, double>) detail::read_real(value);

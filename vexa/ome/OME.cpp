@@ -103,20 +103,14 @@ Array_of<Dye>* OME::dyes() {
     return project ? project->dyes() : nullptr;
 }
 
-Array_of<Dye> const* OME::dyes() const {
-    Project const* project = first_project();
-    return project ? project->dyes() : nullptr;
-}
+Array_of<Dye> const* OME::dyes() const { return const_cast<OME*>(this)->dyes(); }
 
 Array_of<Band>* OME::bands() {
     Project* project = first_project();
     return project ? project->bands() : nullptr;
 }
 
-Array_of<Band> const* OME::bands() const {
-    Project const* project = first_project();
-    return project ? project->bands() : nullptr;
-}
+Array_of<Band> const* OME::bands() const { return const_cast<OME*>(this)->bands(); }
 
 Array_of<Light_Source>* OME::light_sources() {
     Instrument* instrument = first_instrument();

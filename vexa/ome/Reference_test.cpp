@@ -4,6 +4,7 @@
 
 #include <vexa/json/Writer.h>
 #include <vexa/ome/Invalid.h>
+#include <vexa/ome/Reference_internal.h>
 #include <vexa/ome/Root.h>
 #include <vexa/testing/expect_throws.h>
 
@@ -12,6 +13,14 @@ using namespace OME;
 namespace {
 
 std::string text(JSON::Value const& value) { return JSON::dump(value, false); }
+
+/// A reference to something that it can't create, with an attribute of its own.
+class Settings : public Reference<Dye const> {
+public:
+    using Reference<Dye const>::Reference;
+
+    Document<JSON::Number> level{*this, "level"};
+};
 
 std::string const folder_namespace = "urn:vexaio:annotation/ome/folder/extension";
 
@@ -134,6 +143,34 @@ TEST_F(OmeReference, ToAnElementWithoutAnIdentifierIsRefused) {
     dye.reset();
     VEXA_EXPECT_THROWS(reference.set_referent(dye), std::bad_variant_access, "bad variant access");
     EXPECT_EQ(reference.referent(), nullptr);
+}
+
+TEST_F(OmeReference, ToAConstElementCreatesNothing) {
+    One_of<Settings> settings(root.ome.content, "settings");
+    EXPECT_EQ(settings.get_referent(), nullptr);
+    EXPECT_EQ(root.ome.dyes()->size(), 1u);
+    settings.set_referent(dye);
+    EXPECT_EQ(settings.get_referent(), &dye);
+    EXPECT_EQ(&*settings, &dye);
+}
+
+TEST_F(OmeReference, WithFieldsOfItsOwnIsReadCopiedAndReset) {
+    Root read(R"(<OME><Project><AnnotationRef ID="Annotation:1"/></Project><settings ID="Dye:4" level="2.5"/>
+<StructuredAnnotations><XMLAnnotation ID="Annotation:1" Namespace="urn:vexaio:annotation/ome/project/extension">
+<Value><extension><dye ID="Dye:4"/></extension></Value></XMLAnnotation></StructuredAnnotations></OME>)");
+    One_of<Settings> settings(read.ome.content, "settings"), copy(read.ome.content, "copy");
+    settings.resolve_references();
+    EXPECT_EQ(settings.referent(), &read.find_dye("Dye:4"));
+    EXPECT_EQ(*settings.level.value(), JSON::Value(2.5));
+    copy = settings;
+    EXPECT_EQ(copy.referent(), settings.referent());
+    EXPECT_EQ(text(*copy.value()), R"({"ID":"Dye:4","level":2.5})");
+    EXPECT_EQ(settings.id.count(), 3u);
+    settings.reset();
+    EXPECT_FALSE(settings.level);
+    copy = settings;
+    EXPECT_FALSE(copy);
+    EXPECT_EQ(read.find_dye("Dye:4").id.count(), 1u);
 }
 
 TEST_F(OmeAnnotationReference, CreatesItsAnnotationWithTheFirstWrite) {

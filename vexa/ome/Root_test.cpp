@@ -116,6 +116,20 @@ TEST(OmeRoot, OfATextThatEndsEarlyHoldsWhatWasRead) {
     EXPECT_EQ(root.ome.projects().size(), 2u);
 }
 
+TEST(OmeRoot, OfATextThatEndsInsideAnAttributeIsRefused) {
+    VEXA_EXPECT_THROWS(Root(R"(<OME><Folder Name="n)"), std::bad_variant_access, "bad variant access");
+    VEXA_EXPECT_THROWS(Root(R"(<OME UUID="urn:uuid:)"), std::bad_variant_access, "bad variant access");
+}
+
+TEST(OmeRoot, CopiesChildrenWhereTextBelongs) {
+    Root const source(with(R"(<Folder ID="Folder:1"><Description><b c="d"/></Description></Folder>)"));
+    Root target("");
+    target = source;
+    EXPECT_EQ(
+        target.ome.folders().front().value()->find("", "Description", 0, "", "b", 0, "c")->get<std::string>(),
+        "d");
+}
+
 TEST(OmeRoot, TakesAnyDepth) {
     std::string open = "<OME>", close;
     for (int i = 0; i < 100000; ++i) open += "<a>";

@@ -95,10 +95,26 @@ bool VPropFormat::val2stream(T const& value, std::ostringstream& stream) const {
         stream << ')';
     } else if constexpr (is_byte<T>) {
         stream << static_cast<int>(value);
+    } else if constexpr (std::is_same_v<T, VPropstring>) {
+        stream << value.to_utf8();
     } else {
         stream << value;
     }
     return !stream.fail();
+}
+
+template <typename T>
+std::string VPropFormat::val2string(T const& value, char separator) const {
+    auto stream = new_output();
+    if constexpr (Vexa::props::is_array_type<T>) {
+        for (std::size_t i = 0; i < value.size(); ++i) {
+            if (i > 0) stream << separator;
+            val2stream(value[i], stream);
+        }
+    } else {
+        val2stream(value, stream);
+    }
+    return stream.str();
 }
 
 template <typename T>
@@ -124,8 +140,12 @@ bool VPropFormat::string2val(std::string const& text, T& value) const {
     return stream2val(stream, value);
 }
 
-#define VEXA_INSTANTIATE(T)                                                                                  \
+#define VEXA_INSTANTIATE_OUTPUT(T)                                                                           \
     template VEXA_API bool VPropFormat::val2stream(T const&, std::ostringstream&) const;                     \
+    template VEXA_API std::string VPropFormat::val2string(T const&, char) const;                             \
+    template VEXA_API std::string VPropFormat::val2string(VProparray<T> const&, char) const;
+#define VEXA_INSTANTIATE(T)                                                                                  \
+    VEXA_INSTANTIATE_OUTPUT(T)                                                                               \
     template VEXA_API bool VPropFormat::stream2val(std::istringstream&, T&) const;                           \
     template VEXA_API bool VPropFormat::string2val(std::string const&, T&) const;
 VEXA_INSTANTIATE(unsigned char)
@@ -141,7 +161,9 @@ VEXA_INSTANTIATE(float)
 VEXA_INSTANTIATE(double)
 VEXA_INSTANTIATE(std::complex<float>)
 VEXA_INSTANTIATE(std::complex<double>)
+VEXA_INSTANTIATE_OUTPUT(VPropstring)
 #undef VEXA_INSTANTIATE
+#undef VEXA_INSTANTIATE_OUTPUT
 
 template VEXA_API bool VPropFormat::real2string(float const&, std::ostringstream&) const;
 template VEXA_API bool VPropFormat::real2string(double const&, std::ostringstream&) const;

@@ -28,7 +28,7 @@ public:
     template <typename T>
     bool string2real(std::istringstream& stream, T& value) const;
 
-    /// For numbers, booleans and complex numbers.
+    /// For numbers, booleans and complex numbers; strings are written only, as UTF-8.
     template <typename T>
     bool val2stream(T const& value, std::ostringstream& stream) const;
     template <typename T>
@@ -36,6 +36,9 @@ public:
     /// Read the number that \p text begins with.
     template <typename T>
     bool string2val(std::string const& text, T& value) const;
+    /// The text of what val2stream() writes, or of an array of that, with \p separator between the elements.
+    template <typename T>
+    std::string val2string(T const& value, char separator) const;
 
     // The form that is written and read. There is one form so far.
     int write_version;

@@ -158,7 +158,7 @@ void VPropXmlExport::write_leaf(VProp const& p, ticpp::Element& element) {
             element.SetText("");
         } else if constexpr (!std::is_same_v<T, VProp> && !std::is_same_v<T, VPropstruct>) {
             set_type_and_size(element, vexa_dt_get_name(p.get_id()), "1 1");
-            element.SetText(text_of(p.get<T>()));
+            element.SetText(format_.val2string(p.get<T>(), separator_[0]));
         }
     });
     if (!known) throw std::runtime_error("Type unknown or incompatible with xml export.");
@@ -178,23 +178,7 @@ void VPropXmlExport::write_array(VProp const& p, ticpp::Element& element) {
     if constexpr (std::is_base_of_v<std::vector<VProp>, T> || std::is_base_of_v<std::vector<VPropstruct>, T>)
         return;
     else if constexpr (!strings)
-        element.SetText(text_of(array));
-}
-
-/// The text of a number or of an array of numbers.
-template <typename T>
-std::string VPropXmlExport::text_of(T const& value) const {
-    std::ostringstream stream = VPropFormat::new_output();
-    if constexpr (Vexa::props::is_array_type<T>) {
-        for (std::size_t i = 0; i < value.size(); ++i) {
-            if (i > 0) stream << separator_[0];
-            typename T::value_type const element = value[i];
-            format_.val2stream(element, stream);
-        }
-    } else {
-        format_.val2stream(value, stream);
-    }
-    return stream.str();
+        element.SetText(format_.val2string(array, separator_[0]));
 }
 
 std::string vexa_export_xml(VProp const& value, int format) {

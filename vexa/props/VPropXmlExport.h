@@ -56,8 +56,6 @@ private:
     void write_leaf(VProp const& p, ticpp::Element& element);
     template <typename T>
     void write_array(VProp const& p, ticpp::Element& element);
-    template <typename T>
-    std::string text_of(T const& value) const;
 
     std::vector<ticpp::Element> elements_;
     std::vector<VPropstruct const*> longest_; ///< of each open structure array: the element with most members

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <vexa/props/path_budget_internal.h>
 #include <vexa/props/type_list_internal.h>
 
 namespace {
@@ -110,12 +111,30 @@ Kind _s_split(std::string_view path, std::string_view& head, std::string_view& t
     return parse_indices(head, end, indices ? *indices : dropped, err) ? kind : Kind::failure;
 }
 
+/// The number of elements that an array has when it has grown to take in a position.
+unsigned long grown_count(VProparrayBase const& array, Indices const& position) {
+    Indices shape = array.get_size(true);
+    shape.resize(std::max(shape.size(), position.size()), 1);
+    for (std::size_t k = 0; k < position.size(); ++k) shape[k] = std::max(shape[k], position[k] + 1);
+    return VProparrayBase::size(shape);
+}
+
+/// Take \p cost from one part of a budget.
+/// \return false if less is left
+bool take(unsigned long& left, unsigned long cost) {
+    if (cost > left) return false;
+    left -= cost;
+    return true;
+}
+
 /// A walk along a path. It holds the place reached so far, a handle or a structure, and takes one segment
 /// after the other, so that the length of a path costs no call stack.
 class Walk {
 public:
     /// \param unshare call own() on everything passed; without it nothing is written at all
-    Walk(std::string& err, bool create, bool unshare) : err_(err), create_(create), unshare_(unshare) {}
+    /// \param budget what the walk may cost; null for no limit
+    Walk(std::string& err, bool create, bool unshare, Vexa::props::PathBudget* budget = nullptr)
+        : err_(err), create_(create), unshare_(unshare), budget_(budget) {}
 
     std::pair<VProp*, Indices> from(VProp* root, std::string_view path) {
         place_ = root;
@@ -206,18 +225,27 @@ private:
             err_ = no_array_inside;
             return VProparrayBase::none;
         }
-        return array->get_idx(indices, create_, &err_);
+        return index_in(*array, indices, &err_);
+    }
+
+    unsigned long index_in(VProparrayBase& array, Indices const& indices, std::string* err) {
+        if (budget_) {
+            unsigned long const count = grown_count(array, indices);
+            if (count > array.size() && !take(budget_->elements, count - array.size()))
+                throw std::runtime_error(fmt::format("Property array of {} elements is too large.", count));
+        }
+        return array.get_idx(indices, create_, err);
     }
 
     void enter_cell(VProparray<VProp>& cells, Indices const& indices) {
-        unsigned long const index = cells.get_idx(indices, create_, &err_);
+        unsigned long const index = index_in(cells, indices, &err_);
         place_ = index == VProparrayBase::none ? nullptr : &cells[index];
     }
 
     void enter_struct_array(Indices const& indices) {
         if (tail_.empty()) return fail("Path ends in struct array.");
         auto& structs = writable<VProparray<VPropstruct>>();
-        enter_struct(structs[structs.get_idx(indices, create_, nullptr)]);
+        enter_struct(structs[index_in(structs, indices, nullptr)]);
     }
 
     /// \param keep_position leave the position in the result of a failure
@@ -241,6 +269,8 @@ private:
         if (kind == Kind::failure) return;
         if (kind != Kind::member)
             return fail(fmt::format("Encountered array index '{}' instead of struct member name.", head));
+        if (budget_ && !take(budget_->members, members.size()))
+            throw std::runtime_error("Too many names to search.");
         auto const found = members.find(std::string(head));
         if (found != members.end())
             place_ = &found->second;
@@ -253,6 +283,7 @@ private:
     std::string& err_;
     bool create_;
     bool unshare_;
+    Vexa::props::PathBudget* budget_;
     VProp* place_ = nullptr;
     std::string_view tail_;
     Indices position_;
@@ -261,8 +292,8 @@ private:
 
 /// The place must have a handle of its own. A look-up that has come to a value array says only that.
 template <typename Root>
-VProp* find_handle(Root root, std::string const& path, std::string& err, bool create, bool unshare) {
-    auto const [place, position] = Walk(err, create, unshare).from(root, path);
+VProp* find_handle(Root root, std::string const& path, std::string& err, Walk walk) {
+    auto const [place, position] = walk.from(root, path);
     if (position.empty()) return place;
     err = "Path ended at value array element.";
     return nullptr;
@@ -319,11 +350,11 @@ std::type_info const& vexa_dt_get_type(int type) {
 }
 
 VProp* VProp::getp(std::string const& path, std::string& err, bool create) {
-    return find_handle(this, path, err, create, true);
+    return find_handle(this, path, err, Walk(err, create, true));
 }
 
 VProp const* VProp::getp(std::string const& path, std::string& err) const {
-    return find_handle(const_cast<VProp*>(this), path, err, false, false);
+    return find_handle(const_cast<VProp*>(this), path, err, Walk(err, false, false));
 }
 
 VProp& VProp::getp(std::string const& path, bool create) {
@@ -335,11 +366,11 @@ VProp const& VProp::getp(std::string const& path) const {
 }
 
 VProp* VPropstruct::getp(std::string const& path, std::string& err, bool create) {
-    return find_handle<VPropstruct&>(*this, path, err, create, true);
+    return find_handle<VPropstruct&>(*this, path, err, Walk(err, create, true));
 }
 
 VProp const* VPropstruct::getp(std::string const& path, std::string& err) const {
-    return find_handle<VPropstruct&>(const_cast<VPropstruct&>(*this), path, err, false, false);
+    return find_handle<VPropstruct&>(const_cast<VPropstruct&>(*this), path, err, Walk(err, false, false));
 }
 
 VProp& VPropstruct::getp(std::string const& path, bool create) {
@@ -348,4 +379,10 @@ VProp& VPropstruct::getp(std::string const& path, bool create) {
 
 VProp const& VPropstruct::getp(std::string const& path) const {
     return find_or_throw(path, [&](std::string& err) { return const_cast<VProp*>(getp(path, err)); });
+}
+
+VProp& Vexa::props::create_place(VPropstruct& root, std::string const& path, PathBudget& budget) {
+    return find_or_throw(path, [&](std::string& err) {
+        return find_handle<VPropstruct&>(root, path, err, Walk(err, true, true, &budget));
+    });
 }

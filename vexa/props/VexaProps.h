@@ -64,6 +64,32 @@ VEXA_API bool vexa_prop_is_valid_path(std::string const& path);
 /// code, for "empty" and for codes that are only names. Safe from any thread.
 VEXA_API std::type_info const& vexa_dt_get_type(int type);
 
+/// Read a number, a boolean or an array of them as another type.
+///
+/// Between numbers the value is cast, as vexa_dt_convert() does it: reals lose their fraction and what does
+/// not fit wraps. To "uint32" all reals in the range of 64 signed bits come through, cut to 32 bits. Any
+/// number but 0, a NaN too, is true; true is 1. A complex number has the number as its real part. Complex
+/// numbers become nothing but complex numbers, and booleans don't become complex.
+///
+/// An array gives the target its shape, and a scalar makes it an array of shape (1, 1). User bits stay.
+/// \param dst an object of the type that \p code stands for, such as a `VProparray<double>` for 0x80000080.
+/// Left alone on failure.
+/// \throws std::runtime_error "Invalid cast." for types between which there is none; "Cannot cast from array
+/// to scalar."; as VProparrayBase::get_size(true) for a source whose shape is not valid
+VEXA_API void vexa_prop_cast(VProp const& src, void* dst, int code);
+
+/// A property of the type \p code, read from the beginning of \p text in the forms of VPropFormat: a number,
+/// a boolean, a complex number, a string, a vexa_EMPTY, or an empty handle for 0.
+/// \note Deliberate: a number that cannot be read, or that the type cannot hold, is 0 and no failure.
+/// \throws std::runtime_error "Conversion of string to invalid type." for other types and for arrays
+VEXA_API VProp vexa_string2val(std::string const& text, int code);
+
+/// The text of a number, a boolean or a string, in the forms of VPropFormat; that of an array has one blank
+/// between the elements and doesn't show the shape. Nothing, be it an empty handle or a vexa_EMPTY, has no
+/// text.
+/// \throws std::runtime_error "Conversion of unknown type to string." for structures, cells and nested values
+VEXA_API std::string vexa_val2string(VProp const& value);
+
 namespace JSON {
 
 /// Follow a path whose segments are separated by `/`: member names, and indices of cell and structure arrays.

@@ -7,9 +7,6 @@
 #include <utility>
 #include <vector>
 
-#if defined(__SANITIZE_THREAD__) && !defined(BOOST_ASIO_DISABLE_FENCED_BLOCK)
-#define BOOST_ASIO_DISABLE_FENCED_BLOCK // g++ refuses fences under ThreadSanitizer; locks do the work
-#endif
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 

@@ -1,0 +1,127 @@
+// Reads a collection of OME-XML documents that is kept outside of the project, if it is there.
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <vexa/json/Write_to_XML.h>
+#include <vexa/json/Writer.h>
+#include <vexa/json/XML_Reader.h>
+#include <vexa/testing/bytes.h>
+
+#include "import_XML.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path documents() {
+    char const* const shared = std::getenv("VEXA_SHARED_DATA");
+    return (shared ? fs::path(shared) : fs::path(VEXA_SOURCE_DIR) / ".." / "shared" / "data") / "ome";
+}
+
+/// The texts of all documents by their paths below the folder.
+std::map<std::string, std::string> texts() {
+    std::map<std::string, std::string> result;
+    for (auto const& entry : fs::recursive_directory_iterator(documents()))
+        if (entry.path().filename().string().ends_with(".ome.xml"))
+            result.emplace(entry.path().lexically_relative(documents()).generic_string(),
+                           Vexa::testing::read_bytes(entry.path()));
+    return result;
+}
+
+/// Read a document that must be closed at its end.
+JSON::Value read(std::string const& text, std::string const& name) {
+    JSON::Value tree;
+    char const* pos = text.data();
+    EXPECT_TRUE(JSON::XML_Reader(tree).read(pos, pos + text.size())) << name;
+    return tree;
+}
+
+/// What the reader says without help, empty if it reads the document.
+std::string refusal(std::string const& text) {
+    JSON::Value tree;
+    try {
+        std::istringstream in(text);
+        return JSON::XML_Reader(tree).read(in) ? "" : "open";
+    } catch (JSON::XML_Reader::Unexpected const& error) {
+        return error.what();
+    }
+}
+
+/// The tree as text without blanks: a full parser turns line ends into spaces where the reader keeps them.
+std::string without_blanks(JSON::Value const& tree) {
+    std::string const text = JSON::dump(tree, false);
+    std::string rest;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const escape = text[i] == '\\' && i + 1 < text.size();
+        if (escape && std::string_view("nrt").find(text[i + 1]) != std::string_view::npos)
+            ++i;
+        else if (text[i] != ' ')
+            rest += text[i];
+    }
+    return rest;
+}
+
+void expect_round_trip(JSON::Value const& tree, std::string const& name) {
+    std::ostringstream out;
+    JSON::write_to_XML(tree, out);
+    EXPECT_TRUE(read(out.str(), name) == tree) << name;
+}
+
+class OmeDocuments : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!fs::is_directory(documents())) GTEST_SKIP() << "There is no folder " << documents();
+    }
+};
+
+/// The documents that the reader refuses without help, by its message.
+std::map<std::string, std::set<std::string>> const refused = {
+    {"Unexpected ! in tag name", // comments
+     {"2016-06/filter.ome.xml", "2016-06/instrument.ome.xml", "2016-06/mapannotation.ome.xml",
+      "2016-06/spim.ome.xml", "2016-06/tagannotation.ome.xml", "2016-06/timestampannotation.ome.xml",
+      "2016-06/xmlannotation-svg.ome.xml", "older/2010-06/filter.ome.xml", "older/2013-06/spim.ome.xml",
+      "older/2015-01/mapannotation.ome.xml", "ome-types-history/FLIM-ModuloAlongC.ome.xml",
+      "ome-types-history/SPIM-ModuloAlongZ.ome.xml", "ome-types-history/modulo.ome.xml",
+      "ome-types-history/s_1_t_1_c_1_z_1.ome.xml", "ome-types/OverViewScan2-aics.ome.xml",
+      "ome-types/seq0000xy01c1.ome.xml", "ome-types/tubhiswt.ome.xml"}}};
+
+std::set<std::string> all_refused() {
+    std::set<std::string> all;
+    for (auto const& [message, names] : refused) all.insert(names.begin(), names.end());
+    return all;
+}
+
+} // namespace
+
+TEST_F(OmeDocuments, ReadOrAreRefusedForAKnownReason) {
+    std::map<std::string, std::set<std::string>> found;
+    for (auto const& [name, text] : texts()) {
+        std::string const message = refusal(text);
+        if (message.empty())
+            expect_round_trip(read(text, name), name);
+        else
+            found[message].insert(name);
+    }
+    EXPECT_EQ(found, refused);
+}
+
+TEST_F(OmeDocuments, AllAreImported) {
+    std::map<std::string, std::string> const all = texts();
+    EXPECT_FALSE(all.empty());
+    auto const outside = all_refused();
+    for (auto const& [name, text] : all) {
+        std::vector<std::string> dropped;
+        JSON::Value const tree = read(OME::import_XML(text, &dropped), name);
+        expect_round_trip(tree, name);
+        EXPECT_TRUE(dropped.empty()) << name << ": " << dropped.front();
+        EXPECT_TRUE(outside.contains(name) || without_blanks(tree) == without_blanks(read(text, name)))
+            << name;
+    }
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vexa/json/Value.h>
+
+namespace JSON::detail {
+
+/// Hint to the processor that what \p value holds is wanted soon. Walking over a large tree is mostly waiting for
+/// memory; a tree that was read in one go lies in memory in the order of its text, not in that of its keys, so
+/// that the parts of an element follow it. Wrong guesses cost little: no address is touched.
+inline void fetch_ahead(Value const& value) {
+    constexpr int line = 64, lines = 28; // some ten attributes
+    char const* const begin = reinterpret_cast<char const*>(&value);
+    for (int i = 0; i < lines; ++i) __builtin_prefetch(begin + i * line);
+}
+
+} // namespace JSON::detail
