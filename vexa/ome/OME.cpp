@@ -117,40 +117,28 @@ Array_of<Light_Source>* OME::light_sources() {
     return instrument ? &instrument->light_sources() : nullptr;
 }
 
-Array_of<Light_Source> const* OME::light_sources() const {
-    Instrument const* instrument = first_instrument();
-    return instrument ? &instrument->light_sources() : nullptr;
-}
+Array_of<Light_Source> const* OME::light_sources() const { return const_cast<OME*>(this)->light_sources(); }
 
 Array_of<Detector>* OME::detectors() {
     Instrument* instrument = first_instrument();
     return instrument ? &instrument->detectors() : nullptr;
 }
 
-Array_of<Detector> const* OME::detectors() const {
-    Instrument const* instrument = first_instrument();
-    return instrument ? &instrument->detectors() : nullptr;
-}
+Array_of<Detector> const* OME::detectors() const { return const_cast<OME*>(this)->detectors(); }
 
 Array_of<Objective>* OME::objectives() {
     Instrument* instrument = first_instrument();
     return instrument ? &instrument->objectives() : nullptr;
 }
 
-Array_of<Objective> const* OME::objectives() const {
-    Instrument const* instrument = first_instrument();
-    return instrument ? &instrument->objectives() : nullptr;
-}
+Array_of<Objective> const* OME::objectives() const { return const_cast<OME*>(this)->objectives(); }
 
 Array_of<Filter>* OME::filters() {
     Instrument* instrument = first_instrument();
     return instrument ? &instrument->filters() : nullptr;
 }
 
-Array_of<Filter> const* OME::filters() const {
-    Instrument const* instrument = first_instrument();
-    return instrument ? &instrument->filters() : nullptr;
-}
+Array_of<Filter> const* OME::filters() const { return const_cast<OME*>(this)->filters(); }
 
 template <>
 Array_of<Dataset>* OME::array<Dataset>() {
