@@ -31,7 +31,9 @@ public:
     /// \throws std::bad_variant_access "bad variant access" for a text of another type, for an enumerator that
     /// the options don't allow, and for null
     Document(JSON::Proxy& parent, char const* key);
-    Document& operator=(Document const&) = default;
+    /// Copy what \p other holds, which set() might refuse: a non-finite number, which is a string, or children
+    /// where a text belongs.
+    Document& operator=(Document const& other);
 };
 
 template <typename T, typename... Options>
@@ -43,6 +45,16 @@ Document<T, Options...>::Document(JSON::Proxy& parent, char const* key) : Base(p
     if constexpr (std::is_same_v<T, JSON::Boolean>) detail::read_boolean(value);
     if constexpr (std::is_same_v<T, JSON::Number> || std::is_same_v<T, double>) detail::read_real(value);
     Base::check_options(value);
+}
+
+template <typename T, typename... Options>
+Document<T, Options...>& Document<T, Options...>::operator=(Document const& other) {
+    if (this == &other) return *this;
+    if (JSON::Value const* value = other.JSON::Proxy::value())
+        JSON::Proxy::set(*value);
+    else
+        this->reset();
+    return *this;
 }
 
 /// The enumerator whose name the document holds; empty without a value.

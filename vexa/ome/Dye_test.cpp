@@ -83,6 +83,17 @@ TEST_F(DyeTest, HasNoWavelengthIfItIsNotFinite) {
     EXPECT_EQ(*dye.value()->find("emission_wavelength"), JSON::Value("Infinity"));
 }
 
+TEST_F(DyeTest, IsCopiedWithAWavelengthThatIsNotFinite) {
+    dye.set_emission_wavelength({std::numeric_limits<double>::infinity(), Length::nm});
+    dye.set_lifetime({std::numeric_limits<double>::quiet_NaN(), Time::ns});
+    Dye& copy = *root.ome.provide_dyes().emplace_back();
+    copy = dye;
+    EXPECT_EQ(*copy.value(), *dye.value());
+    Root target("");
+    target = Root(root.XML());
+    EXPECT_EQ(*target.find_dye("Dye:1").value(), *dye.value());
+}
+
 TEST_F(DyeTest, FailsOnAColourMapThatIsNoJson) {
     dye.set_color_map(1);
     dye.content.get_value().find("color_map", 0, "")->set<std::string>("{");

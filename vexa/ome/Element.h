@@ -66,7 +66,7 @@ public:
         : Object_of_Documents(parent, position), content(*this, "") {}
     /// Copies text. Children and attributes are copied by the classes that have them as members.
     Element& operator=(Element const& other) {
-        if constexpr (!std::is_same_v<Base, Object_of_Documents>) copy_text(other.content);
+        if constexpr (!std::is_same_v<Base, Object_of_Documents>) content = other.content;
         return *this;
     }
 
@@ -74,15 +74,6 @@ public:
     Root& root() { return root_of(*this); }
 
     Base content;
-
-private:
-    /// A file may have children where text belongs. They are copied as well.
-    void copy_text(Base const& text) {
-        if (text.has_value())
-            content.JSON::Proxy::set(*text.value());
-        else
-            content.reset();
-    }
 };
 
 /// An element that is nothing but text.
