@@ -196,6 +196,16 @@ TEST_F(DetectorTest, IsCopiedWithAnExtensionOfItsOwn) {
     EXPECT_EQ(second.dead_time_in_seconds(), 2.0);
 }
 
+TEST_F(DetectorTest, IsCopiedWithNumbersThatAreNotFinite) {
+    double const infinity = std::numeric_limits<double>::infinity();
+    detector.set_gain(infinity);
+    detector.set_dead_time({-infinity, Time::s});
+    Root copy("");
+    copy = root;
+    EXPECT_EQ(copy.find_detector("Detector:1").gain(), infinity);
+    EXPECT_EQ(*copy.value(), *root.value());
+}
+
 TEST_F(DetectorTest, ResetRemovesItsExtension) {
     detector.set_type(Type::SPAD);
     detector.reset();

@@ -65,8 +65,8 @@ std::optional<E> enumerator_in(JSON::Proxy const& document) {
     return value ? std::optional<E>(value->get<E>()) : std::nullopt;
 }
 
-/// The enumerator in \p standard, or, where that is \p other, the one in \p extended, if that is there. The schema
-/// knows the former; what goes beyond it stands in an annotation, which may be missing.
+/// The enumerator in \p standard, or, where that is \p other, the one in \p extended, if that is there. The
+/// schema knows the former; what goes beyond it stands in an annotation, which may be missing.
 /// \throws std::bad_variant_access as above
 template <typename E>
 std::optional<E> enumerator_in(JSON::Proxy const& standard, E other, JSON::Proxy const* extended) {
