@@ -13,6 +13,7 @@
 #include <vexa/arrays/StackView.h>
 #include <vexa/arrays/Utilities.h>
 #include <vexa/bf/ChunkedSegment.h>
+#include <vexa/bf/Compacter.h>
 #include <vexa/bf/DiskFile.h>
 #include <vexa/bf/DiskFileAccess.h>
 #include <vexa/bf/FileImp.h>

@@ -176,4 +176,10 @@ VEXA_API std::shared_ptr<bf::FileInterface> create_file(bool no_metadata);
 VEXA_API std::shared_ptr<bf::FileInterface> open_file(std::filesystem::path const& path,
                                                       bf::DiskFile::Mode mode);
 
+/// Copy a VBF file without the room that its stacks reserved and did not use, see bf::Compacter.
+/// \return false when there is no such room; the destination is not touched then
+/// \throws what bf::Compacter::compact() throws
+VEXA_API bool copy_file_if_sparse(std::filesystem::path const& source,
+                                  std::filesystem::path const& destination);
+
 } // namespace Vexa
