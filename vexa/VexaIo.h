@@ -22,6 +22,7 @@
 #include <vexa/bf/StackInterface.h>
 #include <vexa/bf/WriteModeFlags.h>
 #include <vexa/bf/ZippedSegment.h>
+#include <vexa/bf/dbl.h>
 #include <vexa/foundation/Function.h>
 #include <vexa/foundation/error.h>
 #include <vexa/foundation/exclusive_access.h>
