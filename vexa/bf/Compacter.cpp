@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -186,7 +187,7 @@ void Compacter::check_layout(RecordReader& in, unsigned long header_end) const {
 void Compacter::copy(unsigned long header_end) {
     buffer_.resize(block_size);
     source_.seek(0);
-    read_position_ = 0;
+    read_position_ = filled_ = 0;
     copy_to(header_end);
     copy_pos_with_offset(unused_room());
     unsigned long moved = 0;
@@ -195,6 +196,7 @@ void Compacter::copy(unsigned long header_end) {
         moved += record.gap();
     }
     copy_to(source_size_);
+    write_buffer();
 }
 
 /// \param moved how much nearer to the start the record stands in the copy
@@ -218,11 +220,11 @@ void Compacter::copy_record(Record const& record, unsigned long moved) {
 void Compacter::copy_to(unsigned long position) {
     if (position < read_position_) throw corrupt();
     while (read_position_ != position) {
-        unsigned long const n = std::min<unsigned long>(position - read_position_, buffer_.size());
-        source_.read(buffer_.data(), n);
-        destination_.write(buffer_.data(), n);
+        make_space(1);
+        unsigned long const n = std::min<unsigned long>(position - read_position_, buffer_.size() - filled_);
+        source_.read(buffer_.data() + filled_, n);
+        filled_ += n;
         read_position_ += n;
-        if (progress_cb_ && !progress_cb_(n)) throw std::runtime_error("Cancelled by user.");
     }
 }
 
@@ -231,8 +233,20 @@ void Compacter::copy_pos_with_offset(unsigned long offset) {
     std::uint64_t position = 0;
     source_.read(&position, sizeof position);
     if (position != 0) position -= offset;
-    destination_.write(&position, sizeof position);
+    make_space(sizeof position);
+    std::memcpy(buffer_.data() + filled_, &position, sizeof position);
+    filled_ += sizeof position;
     read_position_ += sizeof position;
+}
+
+void Compacter::make_space(unsigned long n) {
+    if (buffer_.size() - filled_ < n) write_buffer();
+}
+
+void Compacter::write_buffer() {
+    destination_.write(buffer_.data(), filled_);
+    if (progress_cb_ && !progress_cb_(filled_)) throw std::runtime_error("Cancelled by user.");
+    filled_ = 0;
 }
 
 } // namespace bf

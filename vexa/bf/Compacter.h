@@ -65,15 +65,18 @@ private:
     void copy_record(Record const& record, unsigned long moved);
     void copy_to(unsigned long position);
     void copy_pos_with_offset(unsigned long offset);
+    void make_space(unsigned long n);
+    void write_buffer();
 
     std::filesystem::path destination_path_;
     std::filesystem::path source_path_;
-    std::vector<std::byte> buffer_;
+    std::vector<std::byte> buffer_; ///< many small records make one large write
     DiskFile source_;
     DiskFile destination_;
     unsigned long source_size_ = 0;
     std::vector<Record> records_; ///< in the order of the chain
     unsigned long read_position_ = 0;
+    unsigned long filled_ = 0; ///< of the buffer; it goes out when it is full, whatever it holds
     std::function<bool(unsigned long)> progress_cb_;
 };
 
