@@ -1,0 +1,92 @@
+// Metadata documents: a text opens or is refused by one of the documented exceptions; what opens is written,
+// opens again and is written as the same text; and it can be copied, cleared and filled.
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include <vexa/json/XML_Reader.h>
+#include <vexa/ome/Invalid.h>
+#include <vexa/ome/Root.h>
+
+#include "fuzz.h"
+
+namespace {
+
+/// The text of a document; empty if its tree has something that XML can't hold, such as a second root element
+/// or an attribute whose text never came.
+std::string written(OME::Root const& root) {
+    try {
+        return root.XML();
+    } catch (std::invalid_argument const&) {
+        return {};
+    }
+}
+
+/// Whether each element comes back under its name: cutting the prefix may leave a name with another prefix, or
+/// one that isn't read.
+bool names_come_back(std::string const& xml) {
+    std::size_t at = xml.find('<', 1); // behind the declaration
+    for (; at != xml.npos; at = xml.find('<', at + 1)) {
+        std::size_t const start = xml[at + 1] == '/' ? at + 2 : at + 1;
+        std::string const name = xml.substr(start, xml.find_first_of(" />", start) - start);
+        if (name.empty() || name.find(':') != name.npos ||
+            std::string_view("0123456789-.").find(name[0]) != name.npos)
+            return false;
+    }
+    return true;
+}
+
+/// A tree that was changed may hold empty lists, which XML can't tell from none.
+void check_that_it_reads_back(OME::Root const& root, bool is_changed) {
+    std::string const xml = written(root);
+    if (xml.empty() || !names_come_back(xml)) return;
+    bool opens = true;
+    try {
+        OME::Root const again(xml);
+        VEXA_FUZZ_CHECK(again.XML() == xml || is_changed);
+        VEXA_FUZZ_CHECK(*again.value() == *root.value() || is_changed);
+        if (is_changed) check_that_it_reads_back(again, false);
+    } catch (std::exception const&) {
+        opens = false;
+    }
+    VEXA_FUZZ_CHECK(opens);
+}
+
+void check_copy(OME::Root const& root) {
+    OME::Root copy("<OME><Project><AnnotationRef ID='Annotation:1'/></Project></OME>");
+    try {
+        copy = root;
+    } catch (std::runtime_error const& refusal) { // a malformed UUID
+        VEXA_FUZZ_CHECK(std::string(refusal.what()).starts_with("Invalid UUID string at position "));
+        return;
+    }
+    check_that_it_reads_back(copy, true);
+    copy.ome.provide_first_folder() = *copy.ome.folders().emplace_back();
+    copy.ome.provide_bands().emplace_back()->add_dye(*copy.ome.provide_dyes().emplace_back()->id.value());
+    copy.ome.clear();
+    VEXA_FUZZ_CHECK(copy.registry().numbers<OME::Annotation>().all().empty());
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    std::optional<OME::Root> root;
+    try {
+        root.emplace(std::string(reinterpret_cast<char const*>(data), size));
+    } catch (JSON::XML_Reader::Unexpected const&) {
+        return 0;
+    } catch (std::bad_variant_access const&) {
+        return 0;
+    } catch (OME::Invalid_Argument const&) {
+        return 0;
+    }
+    root->resolve_references();
+    check_that_it_reads_back(*root, false);
+    check_copy(*root);
+    root->ome.reset();
+    VEXA_FUZZ_CHECK(root->registry().numbers<OME::Dye>().all().empty());
+    return 0;
+}
