@@ -2,36 +2,17 @@
 // time and memory, and throws nothing but exceptions. A file that the independent walker finds no fault with
 // has to open, and what both read has to be the same.
 
-#include <algorithm>
-#include <string>
-
-#include <sys/mman.h>
-#include <unistd.h>
+#include <cstdint>
 
 #include <vexa/testing/check_everything.h>
 #include <vexa/testing/file_walker.h>
 
 #include "fuzz.h"
+#include "memory_file.h"
 
 namespace {
 
 using namespace Vexa::testing;
-
-/// A file in memory that has a path.
-class MemoryFile {
-public:
-    MemoryFile(std::uint8_t const* data, std::size_t size) : fd_(::memfd_create("fuzz", MFD_CLOEXEC)) {
-        VEXA_FUZZ_CHECK(fd_ >= 0);
-        VEXA_FUZZ_CHECK(::write(fd_, data, size) == static_cast<ssize_t>(size));
-    }
-    MemoryFile(MemoryFile const&) = delete;
-    MemoryFile& operator=(MemoryFile const&) = delete;
-    ~MemoryFile() { ::close(fd_); }
-    std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
-
-private:
-    int fd_;
-};
 
 constexpr std::uint64_t most_bytes = 1 << 20;
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <variant>
 
+#include <vexa/json/Bad_Access.h>
 #include <vexa/json/XML_Reader.h>
 #include <vexa/ome/Invalid.h>
 #include <vexa/ome/Root.h>
@@ -64,13 +65,16 @@ void check_copy(OME::Root const& root) {
         return;
     }
     check_that_it_reads_back(copy, true);
-    copy.ome.provide_first_folder() = *copy.ome.folders().emplace_back();
-    copy.ome.provide_bands().emplace_back()->add_dye(*copy.ome.provide_dyes().emplace_back()->id.value());
-    OME::Detector& detector = *copy.ome.provide_detectors().emplace_back();
-    detector = copy.ome.detectors()->front();
-    detector.set_type(OME::Detector::Type::SPAD);
-    VEXA_FUZZ_CHECK(detector.type() == OME::Detector::Type::SPAD);
-    copy.ome.provide_first_instrument().set_pinhole_reference_wavelength({5, OME::Length::nm});
+    try {
+        copy.ome.provide_first_folder() = *copy.ome.folders().emplace_back();
+        copy.ome.provide_bands().emplace_back()->add_dye(*copy.ome.provide_dyes().emplace_back()->id.value());
+        OME::Detector& detector = *copy.ome.provide_detectors().emplace_back();
+        detector = copy.ome.detectors()->front();
+        detector.set_type(OME::Detector::Type::SPAD);
+        VEXA_FUZZ_CHECK(detector.type() == OME::Detector::Type::SPAD);
+        copy.ome.provide_first_instrument().set_pinhole_reference_wavelength({5, OME::Length::nm});
+    } catch (JSON::Bad_Access const&) { // text in place of children
+    }
     copy.ome.clear();
     VEXA_FUZZ_CHECK(copy.registry().numbers<OME::Annotation>().all().empty());
 }

@@ -13,6 +13,7 @@
 #include <vexa/arrays/StackView.h>
 #include <vexa/arrays/Utilities.h>
 #include <vexa/bf/ChunkedSegment.h>
+#include <vexa/bf/Compacter.h>
 #include <vexa/bf/DiskFile.h>
 #include <vexa/bf/DiskFileAccess.h>
 #include <vexa/bf/FileImp.h>
@@ -21,6 +22,7 @@
 #include <vexa/bf/StackInterface.h>
 #include <vexa/bf/WriteModeFlags.h>
 #include <vexa/bf/ZippedSegment.h>
+#include <vexa/bf/dbl.h>
 #include <vexa/foundation/Function.h>
 #include <vexa/foundation/error.h>
 #include <vexa/foundation/exclusive_access.h>

@@ -49,7 +49,7 @@ struct ImportOptions {
     unsigned threads = 1;
     bool force = false;
 };
-/// An image file into a VBF file of one stack.
+/// An image file, or one of the older array format, into a VBF file of one stack.
 Exit run_import(ImportOptions const& options);
 
 struct ExportOptions {
@@ -64,6 +64,16 @@ struct ExportOptions {
 };
 /// A stack into an image file.
 Exit run_export(ExportOptions const& options);
+
+struct CompactOptions {
+    std::filesystem::path input;
+    std::filesystem::path output;
+    bool json = false;
+    bool force = false;
+};
+/// A VBF file without the room that its stacks reserved and did not use. With nothing to do there is no output,
+/// and that is a finding.
+Exit run_compact(CompactOptions const& options);
 
 struct VerifyOptions {
     std::filesystem::path file;

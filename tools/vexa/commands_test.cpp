@@ -22,19 +22,8 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using Json = nlohmann::json;
 
-class Commands : public ::testing::Test {
+class Commands : public ToolTest {
 protected:
-    std::string path(std::string const& name) const { return (folder_ / name).string(); }
-
-    ToolRun run(std::vector<std::string> const& arguments) const { return runner_.run(arguments); }
-
-    /// Run and expect success; the output.
-    std::string output(std::vector<std::string> const& arguments) const {
-        auto const result = run(arguments);
-        EXPECT_EQ(result.code, 0) << result.err;
-        return result.out;
-    }
-
     /// A file with a stack "ramp" of 4 x 3 x 2 samples of 16 bits, values 0 to 23, and a complex one "wave".
     std::string two_stacks() const {
         auto const file = open_file(path("two.vbf"), bf::DiskFile::Mode::create);
@@ -69,21 +58,10 @@ protected:
     }
 
     Json info(std::string const& file) const { return Json::parse(output({"info", file, "--json"})); }
-
-    std::vector<std::string> names_in_folder() const {
-        std::vector<std::string> names;
-        for (auto const& entry : std::filesystem::directory_iterator(folder_.path()))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    Vexa::testing::TemporaryFolder folder_;
-    ToolRunner runner_;
 };
 
 TEST_F(Commands, HelpIsEverywhere) {
-    for (std::string const command : {"", "ls", "info", "cat", "import", "export", "verify"}) {
+    for (std::string const command : {"", "ls", "info", "cat", "import", "export", "compact", "verify"}) {
         auto const arguments = command.empty() ? std::vector<std::string>{"--help"}
                                                : std::vector{command, std::string("--help")};
         auto const text = output(arguments);

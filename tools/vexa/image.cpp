@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <vexa/foundation/types.h>
 
+#include "dbl_image.h"
 #include "failure.h"
 #include "npy.h"
 #include "tiff_image.h"
@@ -30,9 +31,11 @@ std::unique_ptr<SampleSource> open_image(std::filesystem::path const& path) {
     auto const ending = lower_ending(path);
     if (ending == ".npy") return open_npy(path);
     if (ending == ".tif" || ending == ".tiff") return open_tiff(path);
-    throw Failure(Exit::wrong_use,
-                  fmt::format("{}: don't know how to read '{}' files; .npy, .tif, .tiff and .raw are known.",
-                              path.string(), ending));
+    if (ending == ".dbl") return open_dbl(path);
+    throw Failure(
+        Exit::wrong_use,
+        fmt::format("{}: don't know how to read '{}' files; .npy, .tif, .tiff, .dbl and .raw are known.",
+                    path.string(), ending));
 }
 
 } // namespace Vexa::tool

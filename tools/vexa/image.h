@@ -15,6 +15,7 @@ struct ImageInfo {
     std::vector<unsigned long> shape;  ///< axis 0, the fastest, first; never empty
     std::vector<std::string> labels;   ///< one for each axis; may be empty texts
     std::vector<double> pixel_lengths; ///< metres along each axis, 0 where unknown; empty when all are
+    std::vector<double> lengths;       ///< of each axis as a whole, in no known unit; empty where unknown
     std::string description;
 
     /// Samples in all. Readers have made sure that it fits, and its bytes too.
@@ -52,7 +53,7 @@ public:
     virtual void finish() = 0;
 };
 
-/// Open an image by the ending of its name: .npy, .tif, .tiff.
+/// Open an image by the ending of its name: .npy, .tif, .tiff, .dbl.
 std::unique_ptr<SampleSource> open_image(std::filesystem::path const& path);
 
 /// The ending in lower case, with its dot.

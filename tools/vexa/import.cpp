@@ -48,6 +48,7 @@ void describe(bf::StackInterface& stack, ImageInfo const& info, ImportOptions co
     stack.set_name(options.name.value_or(options.input.stem().string()));
     stack.set_description(options.description.value_or(info.description));
     stack.set_labels(info.labels);
+    if (!info.lengths.empty()) stack.set_lengths(info.lengths);
     for (std::size_t axis = 0; axis < info.pixel_lengths.size(); ++axis) {
         if (!(info.pixel_lengths[axis] > 0)) continue;
         units::RuntimeValue metre;

@@ -34,6 +34,7 @@ public:
         add_cat();
         add_import();
         add_export();
+        add_compact();
         add_verify();
         add_archive();
     }
@@ -79,19 +80,19 @@ private:
 
     void add_ls() {
         auto* const command = add("ls", "Print a line for each stack", [this] { return run_ls(ls_); });
-        command->add_option("FILE", ls_.files, "VBF files")->required();
+        command->add_option("FILE", ls_.files, "VBF or .dbl files")->required();
         add_json(command, ls_.json);
     }
     void add_info() {
         auto* const command = add("info", "Print all but the samples", [this] { return run_info(info_); });
-        command->add_option("FILE", info_.file, "VBF file")->required();
+        command->add_option("FILE", info_.file, "VBF or .dbl file")->required();
         command->add_option("STACK", info_.stack, stack_help);
         add_json(command, info_.json);
     }
     void add_cat() {
         auto* const command =
             add("cat", "Print samples, a line for each line of the stack", [this] { return run_cat(cat_); });
-        command->add_option("FILE", cat_.file, "VBF file")->required();
+        command->add_option("FILE", cat_.file, "VBF or .dbl file")->required();
         command->add_option("STACK", cat_.stack, stack_help)->required();
         command->add_option("REGION", cat_.region,
                             "Part of the stack as in NumPy, slowest axis first: \"3, :, 100:200\"");
@@ -101,9 +102,9 @@ private:
         add_threads(command, cat_.threads);
     }
     void add_import() {
-        auto* const command = add("import", "Make a VBF file of a TIFF, NumPy or raw file",
+        auto* const command = add("import", "Make a VBF file of a TIFF, NumPy, .dbl or raw file",
                                   [this] { return run_import(import_); });
-        command->add_option("IN", import_.input, ".tif, .tiff, .npy, or .raw with a .json beside it")
+        command->add_option("IN", import_.input, ".tif, .tiff, .npy, .dbl, or .raw with a .json beside it")
             ->required();
         command->add_option("OUT", import_.output, "VBF file")->required();
         command->add_option("--shape", import_.shape, "Shape of raw samples, slowest axis first: 10,512,512");
@@ -117,7 +118,7 @@ private:
     void add_export() {
         auto* const command = add("export", "Write a stack as a NumPy, TIFF, raw or PNG file",
                                   [this] { return run_export(export_); });
-        command->add_option("FILE", export_.file, "VBF file")->required();
+        command->add_option("FILE", export_.file, "VBF or .dbl file")->required();
         command->add_option("STACK", export_.stack, stack_help)->required();
         command
             ->add_option("OUT", export_.output,
@@ -133,6 +134,16 @@ private:
             ->capture_default_str();
         add_threads(command, export_.threads);
         add_force(command, export_.force);
+    }
+    void add_compact() {
+        auto* const command =
+            add("compact", "Copy a VBF file without the room that its stacks reserved and did not use",
+                [this] { return run_compact(compact_); });
+        command->add_option("IN", compact_.input, "VBF file")->required();
+        command->add_option("OUT", compact_.output, "VBF file; not written when there is nothing to do")
+            ->required();
+        add_json(command, compact_.json);
+        add_force(command, compact_.force);
     }
     void add_verify() {
         auto* const command =
@@ -188,6 +199,7 @@ private:
     CatOptions cat_;
     ImportOptions import_;
     ExportOptions export_;
+    CompactOptions compact_;
     VerifyOptions verify_;
     ArchivePackOptions pack_;
     ArchiveListOptions archive_ls_;

@@ -285,8 +285,9 @@ TEST(Raw, SizeMustFitTheShape) {
 }
 
 TEST(Image, UnknownEndingIsWrongUse) {
-    VEXA_EXPECT_FAILURE(open_image("a.jpg"), Exit::wrong_use,
-                        "a.jpg: don't know how to read '.jpg' files; .npy, .tif, .tiff and .raw are known.");
+    VEXA_EXPECT_FAILURE(
+        open_image("a.jpg"), Exit::wrong_use,
+        "a.jpg: don't know how to read '.jpg' files; .npy, .tif, .tiff, .dbl and .raw are known.");
     EXPECT_EQ(lower_ending("/x/Y.TiF"), ".tif");
 }
 

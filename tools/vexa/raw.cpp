@@ -55,17 +55,34 @@ private:
     std::unique_ptr<std::FILE, Close> file_;
 };
 
-} // namespace
-
-std::unique_ptr<SampleSource> open_raw(std::filesystem::path const& path, ImageInfo const& info) {
-    InputFile file(path);
+/// \throws Failure with Exit::wrong_use
+std::uint64_t bytes_of(ImageInfo const& info) {
     std::uint64_t bytes = info.element_size();
     for (auto const size : info.shape)
         if (__builtin_mul_overflow(bytes, std::uint64_t{size}, &bytes))
             throw Failure(Exit::wrong_use, "The shape has more bytes than 64 bits count.");
-    if (bytes != file.size())
-        throw Failure(Exit::damaged, fmt::format("{}: the shape needs {} bytes and the file has {}.",
-                                                 path.string(), bytes, file.size()));
+    return bytes;
+}
+
+[[noreturn]] void refuse_size(InputFile const& file, std::uint64_t bytes) {
+    throw Failure(Exit::damaged, fmt::format("{}: the shape needs {} bytes and the file has {}.",
+                                             file.path().string(), bytes, file.left()));
+}
+
+} // namespace
+
+std::unique_ptr<SampleSource> open_raw(std::filesystem::path const& path, ImageInfo const& info) {
+    InputFile file(path);
+    auto const bytes = bytes_of(info);
+    if (bytes != file.size()) refuse_size(file, bytes);
+    return std::make_unique<RawSource>(std::move(file), info);
+}
+
+std::unique_ptr<SampleSource> open_raw(InputFile file, std::size_t header_size, ImageInfo const& info) {
+    std::string header(header_size, '\0');
+    file.read(header.data(), header.size());
+    auto const bytes = bytes_of(info);
+    if (bytes > file.left()) refuse_size(file, bytes);
     return std::make_unique<RawSource>(std::move(file), info);
 }
 

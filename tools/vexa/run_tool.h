@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -71,6 +72,32 @@ private:
         ::close(file);
     }
     Vexa::testing::TemporaryFolder folder_;
+};
+
+/// A test of the tool with a folder for its files.
+class ToolTest : public ::testing::Test {
+protected:
+    std::string path(std::string const& name) const { return (folder_ / name).string(); }
+
+    ToolRun run(std::vector<std::string> const& arguments) const { return runner_.run(arguments); }
+
+    /// Run and expect success; the output.
+    std::string output(std::vector<std::string> const& arguments) const {
+        auto const result = run(arguments);
+        EXPECT_EQ(result.code, 0) << result.err;
+        return result.out;
+    }
+
+    std::vector<std::string> names_in_folder() const {
+        std::vector<std::string> names;
+        for (auto const& entry : std::filesystem::directory_iterator(folder_.path()))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    Vexa::testing::TemporaryFolder folder_;
+    ToolRunner runner_;
 };
 
 } // namespace Vexa::tool

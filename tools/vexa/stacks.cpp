@@ -19,11 +19,6 @@ namespace {
 
 constexpr std::uint64_t block_bytes = 8 << 20;
 
-bf::StackRecord record_of(bf::StackInterface const& stack) {
-    if (auto const* imp = dynamic_cast<bf::StackImp const*>(&stack)) return imp->record();
-    throw std::logic_error("A stack of an unknown kind.");
-}
-
 bf::FileImp const& imp_of(bf::FileInterface const& file) {
     if (auto const* imp = dynamic_cast<bf::FileImp const*>(&file)) return *imp;
     throw std::logic_error("A file of an unknown kind.");
@@ -112,6 +107,13 @@ std::size_t width_of(std::string const& text) {
 
 } // namespace
 
+bf::StackRecord record_of(bf::StackInterface const& stack) {
+    if (auto const* imp = dynamic_cast<bf::StackImp const*>(&stack)) return imp->record();
+    throw std::logic_error("A stack of an unknown kind.");
+}
+
+unsigned long metadata_position(bf::FileInterface const& file) { return imp_of(file).metadata_position(); }
+
 FilePtr open_vbf(std::filesystem::path const& path) {
     { InputFile const readable(path); }
     try {
@@ -120,7 +122,8 @@ FilePtr open_vbf(std::filesystem::path const& path) {
         throw;
     } catch (std::exception const& error) {
         std::string const reason = error.what();
-        bool const foreign = reason == "No VBF file header found." || InputFile(path).size() < 26;
+        bool const foreign = reason == "No VBF file header found." ||
+                             (InputFile(path).size() < 26 && reason != "Error reading .dbl file.");
         throw Failure(
             foreign ? Exit::no_input : Exit::damaged,
             fmt::format("{}: {}", path.string(), foreign ? "No VBF file header found." : printable(reason)));

@@ -18,7 +18,7 @@ namespace Vexa::tool {
 using FilePtr = std::shared_ptr<bf::FileInterface>;
 using StackPtr = std::shared_ptr<bf::StackInterface>;
 
-/// Open a VBF file for reading.
+/// Open a VBF file, or one of the older array format, for reading.
 /// \throws Failure with Exit::no_input when there is no such file or it is no VBF file, Exit::damaged when it
 /// is not closed or its records make no sense
 FilePtr open_vbf(std::filesystem::path const& path);
@@ -37,6 +37,11 @@ void reading(std::filesystem::path const& path, std::function<void()> const& par
 /// Call \p take with all samples of a stack in order, in its own type, a bounded number at a time.
 void for_each_block(bf::StackInterface const& stack,
                     std::function<void(void const* samples, std::uint64_t count)> const& take);
+
+/// What the bytes of the file say of a stack.
+bf::StackRecord record_of(bf::StackInterface const& stack);
+/// Where the tag list of a file stands.
+unsigned long metadata_position(bf::FileInterface const& file);
 
 /// Bytes of the data section, without what other stacks wrote between its pieces.
 std::uint64_t stored_bytes(bf::StackInterface const& stack);

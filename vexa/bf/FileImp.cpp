@@ -44,6 +44,7 @@ void FileImp::attach(FILE* stream, Mode mode) {
 }
 
 void FileImp::open(std::filesystem::path const& path, Mode mode) {
+    if (mode == Mode::read && open_bf_dbl(path) == 0) return;
     DiskFile::open(path, mode);
     attached_ = false;
     try {

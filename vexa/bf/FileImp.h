@@ -73,6 +73,14 @@ public:
     bool can_seek(unsigned long pos);
     void write(void const* buffer, unsigned long n) override;
 
+    /// Open a file of the older array format, whose path ends in ".dbl", for reading: it has one stack without
+    /// compression. open() tries this first when it is to read.
+    /// \return -1 for any other ending, also one in capitals; 0 when the file is open
+    /// \throws std::runtime_error "File already open or attached.", "Error reading .dbl file.", "Invalid stack
+    ///     size: Larger than the addressable memory."
+    /// \note Deliberate: a dimension below 2 ends the shape, whatever follows it.
+    int open_bf_dbl(std::filesystem::path const& path);
+
     /// Write a list entry per tag, in key order, without the end of the list.
     void write_tags(std::map<std::string, std::string> const& tags);
     /// Write the end of a tag list.

@@ -3,7 +3,6 @@
 #include <vexa/bf/FileImp.h>
 
 #include <stdexcept>
-#include <unordered_set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -11,6 +10,7 @@
 #include <vexa/arrays/StackImp.h>
 #include <vexa/bf/StackImp.h>
 #include <vexa/bf/layout_internal.h>
+#include <vexa/bf/visited_positions_internal.h>
 #include <vexa/foundation/error.h>
 
 namespace Vexa::bf {
@@ -23,26 +23,6 @@ VexaError stack_error(std::string message) {
     error.message = std::move(message);
     return error;
 }
-
-/// Where a walk along a chain has been. Most chains ascend, which is known without a look at the past.
-class VisitedPositions {
-public:
-    /// \return false if the position was added before
-    bool add(unsigned long position) {
-        if (all_.empty()) {
-            if (ascending_.empty() || position > ascending_.back()) {
-                ascending_.push_back(position);
-                return true;
-            }
-            all_.insert(ascending_.begin(), ascending_.end());
-        }
-        return all_.insert(position).second;
-    }
-
-private:
-    std::vector<unsigned long> ascending_;  ///< until the chain first goes back
-    std::unordered_set<unsigned long> all_; ///< from then on
-};
 
 } // namespace
 

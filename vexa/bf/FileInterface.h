@@ -49,10 +49,12 @@ public:
     /// exception the stream stays attached.
     /// \throws what open() throws
     virtual void attach(FILE* stream, DiskFile::Mode mode) = 0;
-    /// Open a file. One that can't be read as VBF is closed again.
+    /// Open a file. One that can't be read as VBF is closed again. To read, a path that ends in ".dbl" is taken
+    /// for a file of the older array format, which has one stack and no tags.
     /// \throws std::runtime_error "File already open or attached."
     /// \throws std::runtime_error "Invalid file mode."; "Invalid opening mode." from attach()
     /// \throws VexaError "Could not open file: {reason}"
+    /// \throws std::runtime_error "Error reading .dbl file."
     /// \throws std::runtime_error "No VBF file header found."
     /// \throws std::runtime_error "File incomplete. Metadata missing." for a file that was never finished
     /// \throws std::runtime_error "Invalid stack position specified in header." for a chain of stacks that
@@ -175,5 +177,11 @@ VEXA_API std::shared_ptr<bf::FileInterface> create_file(bool no_metadata);
 /// \throws what bf::FileInterface::open() throws
 VEXA_API std::shared_ptr<bf::FileInterface> open_file(std::filesystem::path const& path,
                                                       bf::DiskFile::Mode mode);
+
+/// Copy a VBF file without the room that its stacks reserved and did not use, see bf::Compacter.
+/// \return false when there is no such room; the destination is not touched then
+/// \throws what bf::Compacter::compact() throws
+VEXA_API bool copy_file_if_sparse(std::filesystem::path const& source,
+                                  std::filesystem::path const& destination);
 
 } // namespace Vexa

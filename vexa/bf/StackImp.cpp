@@ -121,6 +121,20 @@ void StackImp::set_variable_size(unsigned long n, double step) {
     set_last_axis(n, static_cast<double>(n) * step);
 }
 
+void StackImp::set_bare_samples(unsigned long position, std::vector<double> const& lengths) {
+    if (__builtin_mul_overflow(number_of_elements(), vexa_dt_get_size(type_), &data_length_) ||
+        __builtin_add_overflow(position, data_length_, &end_of_stack_position_))
+        throw std::runtime_error("Invalid stack size: Larger than the addressable memory.");
+    set_lengths(lengths);
+    data_start_position_ = position;
+    compression_type_ = 0;
+    flush_block_size_ = 0;
+    samples_written_ = number_of_elements();
+    chunk_records_ = {{position, position}};
+    locked_ = true;
+    set_complete();
+}
+
 StackRecord StackImp::record() const {
     StackRecord record;
     record.stack_position = stack_position_;

@@ -117,6 +117,10 @@ public:
     /// Read the whole record.
     /// \return the position of the next stack, 0 for none
     unsigned long read_info();
+    /// Let bare samples, which stand at \p position in the file without a record of their own, be read.
+    /// \param lengths one for each axis
+    /// \throws std::runtime_error "Invalid stack size: Larger than the addressable memory."
+    void set_bare_samples(unsigned long position, std::vector<double> const& lengths);
     /// Let a stack that was read be used.
     void set_complete() { status_ = stack_status::complete; }
 

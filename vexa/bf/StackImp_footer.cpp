@@ -2,12 +2,11 @@
 
 #include <vexa/bf/StackImp.h>
 
-#include <algorithm>
 #include <array>
-#include <limits>
 #include <stdexcept>
 
 #include <vexa/bf/FileImp.h>
+#include <vexa/bf/footer_reader_internal.h>
 #include <vexa/bf/position_guard_internal.h>
 #include <vexa/bf/record_reader_internal.h>
 #include <vexa/bf/records_internal.h>
@@ -172,15 +171,7 @@ void StackImp::read_footer(RecordReader& in) {
         return;
     }
     in.seek(position);
-    auto const size = in.value<std::uint32_t>();
-    StackFooter::check_size(size);
-    static auto const defaults = StackFooter{}.encode();
-    auto block = defaults;
-    FooterLayout::footer_size.store(block, size);
-    std::size_t const known = std::min<std::size_t>(size, FooterLayout::size);
-    in.read(block.data() + FooterLayout::footer_size.end(), known - FooterLayout::footer_size.end());
-    in.skip(size - known);
-    StackFooter const footer = StackFooter::decode(block);
+    StackFooter const footer = read_footer_block(in);
     footer.check_reader_version();
 
     read_footer_tail(in, footer);

@@ -26,6 +26,8 @@ public:
     unsigned long position() const { return position_; }
     /// The bytes read or skipped so far.
     unsigned long consumed() const { return consumed_; }
+    /// The bytes that may still be read.
+    unsigned long left() const { return position_ < end_ ? end_ - position_ : 0; }
 
     /// Move to an absolute position.
     /// \throws what the device throws
@@ -59,8 +61,6 @@ public:
     void tag_list(std::map<std::string, std::string>& tags);
 
 private:
-    unsigned long left() const { return position_ < end_ ? end_ - position_ : 0; }
-
     DiskFileAccess& device_;
     unsigned long position_;
     unsigned long end_;

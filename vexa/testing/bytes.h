@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -42,7 +41,9 @@ void put(std::string& bytes, std::size_t position, T value) {
 inline std::string read_bytes(std::filesystem::path const& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in) throw std::runtime_error("Cannot read " + path.string());
-    return {std::istreambuf_iterator<char>(in), {}};
+    std::string bytes(std::filesystem::file_size(path), '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
 }
 
 inline void write_bytes(std::filesystem::path const& path, std::string const& bytes) {
