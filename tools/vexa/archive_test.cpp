@@ -299,7 +299,7 @@ TEST_F(ArchiveCommand, ShapeThatTheFileCannotHoldIsDamage) {
         auto const file = open_file(path("large.vbf"), bf::DiskFile::Mode::create);
         bf::WriteMode const no_padding = bf::WriteModeFlags::no_padding;
         auto const stack = file->add_stack(types::uint8, {100000, 100000, 1, 1}, no_padding, false);
-        stack->set_tag("zinflux", JSON::Value(JSON::Map()));
+        stack->set_tag("zinflux", JSON::parse("{}"));
         stack->write(types::uint8, "ab", nullptr, 2);
         stack->truncate();
         file->close();
