@@ -85,7 +85,7 @@ TEST_F(DblImage, FilesThatAreTooShortAreDamaged) {
     EXPECT_EQ(result.code, 4);
     EXPECT_EQ(result.err, "vexa: " + file + ": the shape needs 48 bytes and the file has 47.\n");
     EXPECT_EQ(run({"cat", file, "0"}).code, 4);
-    for (std::uintmax_t size : {127, 20, 0}) {
+    for (std::uintmax_t size : {127u, 20u, 0u}) {
         std::filesystem::resize_file(file, size);
         for (auto const& arguments :
              {std::vector<std::string>{"ls", file}, {"cat", file, "0"}, {"import", file, path("a.vbf")}}) {

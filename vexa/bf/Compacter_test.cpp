@@ -109,7 +109,7 @@ TEST_F(CompacterTest, LinksBehindARoomAreReduced) {
     unsigned long const gap = 402 + 4 + least_room - 1942;
     ASSERT_TRUE(copy_file_if_sparse(source, copy));
     auto const before = walk_file(source), after = walk_file(copy);
-    for (int i : {0, 1})
+    for (std::size_t i : {0u, 1u})
         EXPECT_EQ(after.stacks[i].next_stack_position, before.stacks[i].next_stack_position - gap);
     EXPECT_EQ(after.stacks[1].footer.footer_end_position, before.stacks[1].footer_end - gap);
     EXPECT_EQ(first_difference(source, copy), "");
