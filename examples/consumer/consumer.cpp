@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <numeric>
+#include <string>
 #include <vector>
 
 #include <vexa/VexaIo.h>
@@ -45,6 +46,17 @@ bool use_values() {
     return speed.valid && vexa_dt_from_name("uint16") == Vexa::types::uint16;
 }
 
+bool use_metadata() {
+    OME::Root root("");
+    auto const dye = root.ome.provide_dyes().emplace_back();
+    dye->name().set("GFP");
+    dye->set_emission_wavelength({509, OME::Length::nm});
+    OME::Root const copy(root.XML());
+    auto const* dyes = copy.ome.dyes();
+    return dyes && dyes->size() == 1 && dyes->front().name().get<std::string>() == "GFP" &&
+           dyes->front().emission_wavelength_in_meters() == 509e-9;
+}
+
 bool use_client() {
     VTcpClient client;
     try {
@@ -62,7 +74,7 @@ int main(int argc, char** argv) {
     try {
         auto const samples = make_samples(8 * 4 * 3);
         write_file(argv[1], samples);
-        if (read_file(argv[1], samples) && use_values() && use_client()) return 0;
+        if (read_file(argv[1], samples) && use_values() && use_metadata() && use_client()) return 0;
         std::fprintf(stderr, "What was read is not what was written.\n");
     } catch (std::exception const& error) {
         std::fprintf(stderr, "%s\n", error.what());

@@ -30,9 +30,9 @@ template <>
 VEXA_API std::string const& type_pattern<Map>();
 
 /// Units of numbers that have no prefix.
-struct Degree;
-struct Percentage;
-struct Pixel;
+struct VEXA_API Degree;
+struct VEXA_API Percentage;
+struct VEXA_API Pixel;
 
 /// The text of values with the unit U: Degree, Percentage or Pixel.
 template <typename U>

@@ -14,28 +14,28 @@
 namespace JSON {
 
 /// What the options of a Schema derive from, but for Item.
-struct Keyword {};
+struct VEXA_API Keyword {};
 
 /// On a list: the class through which each entry is viewed.
 template <typename... E>
-struct Item {};
+struct VEXA_API Item {};
 template <typename E>
-struct Item<E> : Item<> {};
+struct VEXA_API Item<E> : Item<> {};
 
 /// On a list: the greatest number of entries, which the shape of the view keeps. Setting a whole list is not
 /// checked.
 template <std::size_t n>
-struct Max_Items : Keyword {};
+struct VEXA_API Max_Items : Keyword {};
 
 /// On a string: the name of an enumerator of E.
 /// \note Deliberate: any string can be set, and an unknown one fails when it is read as an E. The two forms
 /// below refuse it at once.
 template <typename E>
-struct Enum : String_Cast<E, 0>, Keyword {};
+struct VEXA_API Enum : String_Cast<E, 0>, Keyword {};
 
 /// On a string: the name of one of the enumerators from \p first to \p last, both included.
 template <typename E, auto first, auto last>
-struct Enum_Range : Enum<E> {
+struct VEXA_API Enum_Range : Enum<E> {
     static void check(Value const& value) {
         E const found = value.get<E>();
         if (found < static_cast<E>(first) || found > static_cast<E>(last)) throw std::bad_variant_access();
@@ -44,7 +44,7 @@ struct Enum_Range : Enum<E> {
 
 /// On a string: the name of one of these enumerators.
 template <typename E, auto... valid>
-struct Enum_Values : Enum<E> {
+struct VEXA_API Enum_Values : Enum<E> {
     static void check(Value const& value) {
         E const found = value.get<E>();
         if (((found != static_cast<E>(valid)) && ...)) throw std::bad_variant_access();
@@ -53,9 +53,9 @@ struct Enum_Values : Enum<E> {
 
 /// The value that a document has in place of none: a literal, or an enumerator, which is held as its name.
 template <auto...>
-struct Default : Keyword {};
+struct VEXA_API Default : Keyword {};
 template <auto literal>
-struct Default<literal> : Default<> {
+struct VEXA_API Default<literal> : Default<> {
     /// One object for all documents.
     /// \throws std::bad_variant_access for an enumerator without a name
     static Value const& default_value() {
@@ -67,7 +67,7 @@ struct Default<literal> : Default<> {
 /// What a document knows of its value at compile time: the type T, and options from the list above. It costs
 /// no memory.
 template <typename T, typename... Options>
-class Schema : public Options... {
+class VEXA_API Schema : public Options... {
 public:
     static constexpr bool has_default = (std::derived_from<Options, Default<>> || ...);
 

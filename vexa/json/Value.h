@@ -19,7 +19,7 @@
 namespace JSON {
 
 /// A `bool` of its own type, so that a truth value doesn't turn into a number by accident.
-class Boolean {
+class VEXA_API Boolean {
 public:
     /// False.
     constexpr Boolean() noexcept : value_(false) {}
@@ -68,7 +68,7 @@ concept Has_String_Cast = requires(T const& x) {
     String_Cast<T, 0>::from(x);
 };
 
-class Value;
+class VEXA_API Value;
 using List = List_Template<Value>;
 using Map = Map_Template<std::string, Value>;
 

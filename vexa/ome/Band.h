@@ -8,7 +8,7 @@
 
 namespace OME {
 
-enum class Band_Type { plain, TCSPC };
+enum class VEXA_API Band_Type { plain, TCSPC };
 
 } // namespace OME
 

@@ -10,7 +10,7 @@
 namespace OME {
 
 /// The types up to `other` are those of the schema.
-enum class Detector_Type {
+enum class VEXA_API Detector_Type {
     CCD,
     intensified_CCD,
     analog_video,

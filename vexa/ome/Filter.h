@@ -9,7 +9,7 @@
 
 namespace OME {
 
-enum class Filter_Type {
+enum class VEXA_API Filter_Type {
     dichroic,
     long_pass,
     short_pass,

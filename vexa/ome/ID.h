@@ -12,7 +12,7 @@
 
 namespace OME {
 
-class Root;
+class VEXA_API Root;
 
 /// The root that a view belongs to.
 /// \throws std::bad_cast if the tree has another kind of root

@@ -10,7 +10,7 @@
 namespace OME {
 
 /// The immersions up to `other` are those of the schema.
-enum class Objective_Immersion { oil, water, water_dipping, air, multi, glycerol, other, silicone };
+enum class VEXA_API Objective_Immersion { oil, water, water_dipping, air, multi, glycerol, other, silicone };
 
 } // namespace OME
 

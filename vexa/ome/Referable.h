@@ -4,7 +4,7 @@
 
 namespace OME {
 
-class Bond;
+class VEXA_API Bond;
 
 /// What references can be bound to. It unbinds them when it goes, so that no reference outlives what it
 /// refers to. Assignment leaves the bonds of both sides alone.

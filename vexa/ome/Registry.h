@@ -11,22 +11,22 @@
 
 namespace OME {
 
-class Project;
-class Dye;
-class Band;
-class Dataset;
-class Folder;
-class Instrument;
-class Light_Source;
-class Detector;
-class Objective;
-class Filter;
-class Image;
-class Pixels; ///< stands for the pixels of an image, where it is Image::Pixels
-class Channel;
-class Shape;
-class ROI;
-class Annotation;
+class VEXA_API Project;
+class VEXA_API Dye;
+class VEXA_API Band;
+class VEXA_API Dataset;
+class VEXA_API Folder;
+class VEXA_API Instrument;
+class VEXA_API Light_Source;
+class VEXA_API Detector;
+class VEXA_API Objective;
+class VEXA_API Filter;
+class VEXA_API Image;
+class VEXA_API Pixels; ///< stands for the pixels of an image, where it is Image::Pixels
+class VEXA_API Channel;
+class VEXA_API Shape;
+class VEXA_API ROI;
+class VEXA_API Annotation;
 
 /// The word in front of the colon in an identifier of the type.
 template <typename E>

@@ -20,7 +20,7 @@ constexpr std::int64_t power_of_ten(int exponent) {
 
 /// Units. The value of an enumerator is its scale to the coherent unit of the SI: n > 0 is the factor n, n < 0
 /// the factor -1/n. There is no conversion to and from 0 and, for lengths, -1.
-enum class Length : std::int64_t {
+enum class VEXA_API Length : std::int64_t {
     m = 1,
     Em = detail::power_of_ten(18),
     Pm = detail::power_of_ten(15),
@@ -42,7 +42,7 @@ enum class Length : std::int64_t {
     reference_frame = -1
 };
 
-enum class Time : std::int64_t {
+enum class VEXA_API Time : std::int64_t {
     s = 1,
     Es = detail::power_of_ten(18),
     Ps = detail::power_of_ten(15),
@@ -65,7 +65,7 @@ enum class Time : std::int64_t {
     d = 86400
 };
 
-enum class Frequency : std::int64_t {
+enum class VEXA_API Frequency : std::int64_t {
     Hz = 1,
     EHz = detail::power_of_ten(18),
     PHz = detail::power_of_ten(15),
@@ -86,7 +86,7 @@ enum class Frequency : std::int64_t {
 };
 
 /// The scale rule doesn't hold for angles; see angle_in_radians().
-enum class Angle : std::int64_t { rad = 1, deg = -57, gon = -64 };
+enum class VEXA_API Angle : std::int64_t { rad = 1, deg = -57, gon = -64 };
 
 /// A number with its unit.
 template <typename Unit>
