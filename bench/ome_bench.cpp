@@ -12,8 +12,8 @@
 
 namespace {
 
-constexpr char const* project_namespace = "urn:vexaio:annotation/ome/project/extension";
-constexpr char const* folder_namespace = "urn:vexaio:annotation/ome/folder/extension";
+constexpr char const* project_namespace = "urn:vexa/ome/project/extension";
+constexpr char const* folder_namespace = "urn:vexa/ome/folder/extension";
 
 std::string numbered(char const* front, int number, char const* back) {
     return front + std::to_string(number) + back;

@@ -9,7 +9,12 @@
 namespace OME {
 
 /// What the namespaces of the library's own annotations start with.
-inline constexpr std::string_view ANNOTATION_NAMESPACE_ROOT = "urn:vexaio:annotation";
+inline constexpr std::string_view ANNOTATION_NAMESPACE_ROOT = "urn:vexa";
+/// The namespace of annotations that divide the axes Z, C and T into sub-dimensions.
+inline constexpr std::string_view STANDARD_MODULO_NAMESPACE = "openmicroscopy.org/omero/dimension/modulo";
+/// The namespace of their element "Modulo".
+inline constexpr std::string_view MODULO_ELEMENT_NAMESPACE =
+    "http://www.openmicroscopy.org/Schemas/Additions/2011-09";
 
 extern template class Element_with_ID<Annotation>;
 

@@ -38,7 +38,7 @@ constexpr char const* names[] = {"CCD",
 std::string document(std::string const& attributes, std::string const& extension) {
     return R"(<OME><Instrument><Detector )" + attributes +
            R"(><AnnotationRef ID="Annotation:3"/></Detector></Instrument><StructuredAnnotations>)"
-           R"(<XMLAnnotation ID="Annotation:3" Namespace="urn:vexaio:annotation/ome/detector/extension">)"
+           R"(<XMLAnnotation ID="Annotation:3" Namespace="urn:vexa/ome/detector/extension">)"
            "<Value><extension " +
            extension + "/></Value></XMLAnnotation></StructuredAnnotations></OME>";
 }
@@ -114,7 +114,7 @@ TEST_F(DetectorTest, WithATypeBeyondTheSchemaIsWrittenAsOtherWithAnAnnotation) {
         xml.substr(xml.find("<Instrument")),
         R"(<Instrument ID="Instrument:1"><Detector ID="Detector:1" Type="Other"><AnnotationRef ID="Annotation:1"/>)"
         R"(</Detector></Instrument><StructuredAnnotations><XMLAnnotation ID="Annotation:1" )"
-        R"(Namespace="urn:vexaio:annotation/ome/detector/extension"><Value><extension other_type="SPAD"/>)"
+        R"(Namespace="urn:vexa/ome/detector/extension"><Value><extension other_type="SPAD"/>)"
         R"(</Value></XMLAnnotation></StructuredAnnotations></OME>)");
 }
 

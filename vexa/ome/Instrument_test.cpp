@@ -17,7 +17,7 @@ namespace {
 std::string text(JSON::Value const& value) { return JSON::dump(value, false); }
 
 std::string annotation(char const* id, char const* kind, std::string const& extension) {
-    return std::string("<XMLAnnotation ID=\"") + id + "\" Namespace=\"urn:vexaio:annotation/ome/" + kind +
+    return std::string("<XMLAnnotation ID=\"") + id + "\" Namespace=\"urn:vexa/ome/" + kind +
            "/extension\"><Value>" + extension + "</Value></XMLAnnotation>";
 }
 
@@ -108,7 +108,7 @@ TEST_F(InstrumentTest, HasAPinholeInItsExtension) {
     EXPECT_EQ(
         xml.substr(xml.find("<Instrument")),
         R"(<Instrument ID="Instrument:1"><AnnotationRef ID="Annotation:1"/></Instrument><StructuredAnnotations>)"
-        R"(<XMLAnnotation ID="Annotation:1" Namespace="urn:vexaio:annotation/ome/instrument/extension"><Value>)"
+        R"(<XMLAnnotation ID="Annotation:1" Namespace="urn:vexa/ome/instrument/extension"><Value>)"
         R"(<extension><pinhole reference_wavelength="0.5" reference_wavelength_unit="µm"/></extension>)"
         R"(</Value></XMLAnnotation></StructuredAnnotations></OME>)");
     Root const read(xml);

@@ -22,7 +22,7 @@ constexpr char const* names[] = {"Oil",   "Water",    "WaterDipping", "Air",
 std::string document(std::string const& attributes, std::string const& extension) {
     return R"(<OME><Instrument><Objective )" + attributes +
            R"(><AnnotationRef ID="Annotation:3"/></Objective></Instrument><StructuredAnnotations>)"
-           R"(<XMLAnnotation ID="Annotation:3" Namespace="urn:vexaio:annotation/ome/objective/extension">)"
+           R"(<XMLAnnotation ID="Annotation:3" Namespace="urn:vexa/ome/objective/extension">)"
            "<Value><extension " +
            extension + "/></Value></XMLAnnotation></StructuredAnnotations></OME>";
 }
@@ -95,7 +95,7 @@ TEST_F(ObjectiveTest, WithAnImmersionBeyondTheSchemaIsWrittenAsOtherWithAnAnnota
         xml.substr(xml.find("<Instrument")),
         R"(<Instrument ID="Instrument:1"><Objective ID="Objective:1" Immersion="Other">)"
         R"(<AnnotationRef ID="Annotation:1"/></Objective></Instrument><StructuredAnnotations>)"
-        R"(<XMLAnnotation ID="Annotation:1" Namespace="urn:vexaio:annotation/ome/objective/extension"><Value>)"
+        R"(<XMLAnnotation ID="Annotation:1" Namespace="urn:vexa/ome/objective/extension"><Value>)"
         R"(<extension other_immersion="Silicone"/></Value></XMLAnnotation></StructuredAnnotations></OME>)");
 }
 

@@ -31,7 +31,7 @@ TEST_F(ProjectTest, HasNoDyesUntilTheyAreProvided) {
     EXPECT_EQ(std::as_const(project).dyes(), &dyes);
     EXPECT_EQ(&project.provide_bands(), project.bands());
     EXPECT_EQ(root.ome.annotations().size(), 1u);
-    EXPECT_TRUE(root.ome.annotations().front().has_namespace("urn:vexaio:annotation/ome/project/extension"));
+    EXPECT_TRUE(root.ome.annotations().front().has_namespace("urn:vexa/ome/project/extension"));
 }
 
 TEST_F(ProjectTest, RefersToDatasets) {

@@ -22,7 +22,7 @@ public:
     Document<JSON::Number> level{*this, "level"};
 };
 
-std::string const folder_namespace = "urn:vexaio:annotation/ome/folder/extension";
+std::string const folder_namespace = "urn:vexa/ome/folder/extension";
 
 std::string annotation(std::string const& id, std::string const& space, std::string const& contents) {
     return "<XMLAnnotation ID=\"" + id + "\" Namespace=\"" + space + "\"><Value>" + contents +
@@ -156,7 +156,7 @@ TEST_F(OmeReference, ToAConstElementCreatesNothing) {
 
 TEST_F(OmeReference, WithFieldsOfItsOwnIsReadCopiedAndReset) {
     Root read(R"(<OME><Project><AnnotationRef ID="Annotation:1"/></Project><settings ID="Dye:4" level="2.5"/>
-<StructuredAnnotations><XMLAnnotation ID="Annotation:1" Namespace="urn:vexaio:annotation/ome/project/extension">
+<StructuredAnnotations><XMLAnnotation ID="Annotation:1" Namespace="urn:vexa/ome/project/extension">
 <Value><extension><dye ID="Dye:4"/></extension></Value></XMLAnnotation></StructuredAnnotations></OME>)");
     One_of<Settings> settings(read.ome.content, "settings"), copy(read.ome.content, "copy");
     settings.resolve_references();
@@ -181,7 +181,7 @@ TEST_F(OmeAnnotationReference, CreatesItsAnnotationWithTheFirstWrite) {
     ASSERT_EQ(annotations.size(), 1u);
     EXPECT_EQ(text(*annotations.front().value()),
               R"({"":{"Value":[{"":{"extension":[{"has_bookmark":true}]}}]},"ID":"Annotation:1",)"
-              R"("Namespace":"urn:vexaio:annotation/ome/folder/extension"})");
+              R"("Namespace":"urn:vexa/ome/folder/extension"})");
     EXPECT_EQ(text(*folder.value()), R"({"":{"AnnotationRef":[{"ID":"Annotation:1"}]},"ID":"Folder:1"})");
     EXPECT_EQ(numbers.count(1), 2u);
     EXPECT_TRUE(folder.has_bookmark());

@@ -35,7 +35,7 @@ char const* const full =
 <Instrument ID="Instrument:1"/><Instrument ID="Instrument:2"/>
 <Image ID="Image:1"><Pixels SizeX="3"/></Image>
 <StructuredAnnotations><XMLAnnotation ID="Annotation:2" Namespace="other"><Value><x y="z"/></Value></XMLAnnotation>
-<XMLAnnotation ID="Annotation:9" Namespace="urn:vexaio:annotation/ome/project/extension"><Value><extension>
+<XMLAnnotation ID="Annotation:9" Namespace="urn:vexa/ome/project/extension"><Value><extension>
 <dye ID="Dye:1" name="one" emission_wavelength="520" emission_wavelength_unit="nm"/><dye ID="Dye:4"/>
 <band ID="Band:1"><dye_reference ID="Dye:4"/></band></extension></Value></XMLAnnotation></StructuredAnnotations>
 </OME>)";
@@ -99,7 +99,7 @@ TEST(OmeRoot, PassesAttributesOfTheWrongFormThrough) {
     VEXA_EXPECT_THROWS(Root(R"(<OME><Project ID="Dataset:1"/></OME>)"), std::bad_variant_access,
                        "bad variant access");
     VEXA_EXPECT_THROWS(Root(R"(<OME><Project ID="Project:1"><AnnotationRef ID="Annotation:1"/></Project>
-<StructuredAnnotations><XMLAnnotation ID="Annotation:1" Namespace="urn:vexaio:annotation/ome/project/extension">
+<StructuredAnnotations><XMLAnnotation ID="Annotation:1" Namespace="urn:vexa/ome/project/extension">
 <Value><extension><dye lifetime="long"/></extension></Value></XMLAnnotation></StructuredAnnotations></OME>)"),
                        std::bad_variant_access, "bad variant access");
 }
