@@ -27,30 +27,14 @@ using ::testing::Not;
 using Json = nlohmann::json;
 using Tree = std::map<std::string, std::string>;
 
-class ArchiveCommand : public ::testing::Test {
+class ArchiveCommand : public ToolTest {
 protected:
-    std::string path(std::string const& name) const { return (folder_ / name).string(); }
-    ToolRun run(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(), "archive");
-        return runner_.run(arguments);
-    }
-    /// Run and expect success; the output.
-    std::string output(std::vector<std::string> const& arguments) const {
-        auto const result = run(arguments);
-        EXPECT_EQ(result.code, 0) << result.err;
-        return result.out;
-    }
+    ArchiveCommand() : ToolTest("archive") {}
+
     void expect_failure(std::vector<std::string> const& arguments, int code, std::string const& text) const {
         auto const result = run(arguments);
         EXPECT_EQ(result.code, code);
         EXPECT_EQ(result.err, "vexa: " + text + "\n");
-    }
-    std::vector<std::string> names_in_folder() const {
-        std::vector<std::string> names;
-        for (auto const& entry : std::filesystem::directory_iterator(folder_.path()))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
     }
     Tree small_tree() const {
         Tree const tree{{"zarr", is_a_directory},
@@ -76,9 +60,6 @@ protected:
         file->close();
         return path("made.vbf");
     }
-
-    TemporaryFolder folder_;
-    ToolRunner runner_;
 };
 
 TEST_F(ArchiveCommand, HelpIsEverywhere) {
@@ -114,19 +95,12 @@ TEST_F(ArchiveCommand, EmptyFolderIsPackedToo) {
 }
 
 TEST_F(ArchiveCommand, NoiseIsPackedWithThreadsToo) {
-    std::string noise(3 << 20, '\0');
-    std::uint64_t state = 88172645463325252ull;
-    for (auto& byte : noise) {
-        state ^= state << 13;
-        state ^= state >> 7;
-        state ^= state << 17;
-        byte = static_cast<char>(state >> 32);
-    }
-    make_tree(path("noise"), {{"f", noise}});
+    auto const bytes = noise(3 << 20);
+    make_tree(path("noise"), {{"f", bytes}});
     for (char const* level : {"0", "1", "9"}) {
         output({"pack", "-f", "-j", "4", "--level", level, path("noise"), path("a.vbf")});
         output({"extract", "-f", "-j", "4", path("a.vbf"), path("out")});
-        EXPECT_EQ(tree_of(path("out")), (Tree{{"f", noise}})) << level;
+        EXPECT_EQ(tree_of(path("out")), (Tree{{"f", bytes}})) << level;
     }
 }
 

@@ -512,15 +512,7 @@ TEST_F(Commands, PngNeedsOnePlaneAndStatesItsContrast) {
 }
 
 TEST_F(Commands, NoiseIsImportedWithThreadsToo) {
-    std::string noise(4 << 20, '\0');
-    std::uint64_t state = 88172645463325252ull;
-    for (auto& byte : noise) {
-        state ^= state << 13;
-        state ^= state >> 7;
-        state ^= state << 17;
-        byte = static_cast<char>(state >> 32);
-    }
-    auto const bytes = npy_of("|u1", "(4, 1024, 1024)", noise);
+    auto const bytes = npy_of("|u1", "(4, 1024, 1024)", noise(4 << 20));
     put_file(path("a.npy"), bytes);
     output({"import", "-j", "4", path("a.npy"), path("a.vbf")});
     output({"export", "-j", "4", path("a.vbf"), "0", path("b.npy")});

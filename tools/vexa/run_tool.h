@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -74,12 +75,33 @@ private:
     Vexa::testing::TemporaryFolder folder_;
 };
 
+/// Bytes that deflate cannot make smaller.
+inline std::string noise(std::size_t size) {
+    std::string bytes(size, '\0');
+    std::uint64_t state = 88172645463325252ull;
+    for (auto& byte : bytes) {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        byte = static_cast<char>(state >> 32);
+    }
+    return bytes;
+}
+
 /// A test of the tool with a folder for its files.
 class ToolTest : public ::testing::Test {
 protected:
+    ToolTest() = default;
+    /// \param command what all runs begin with
+    explicit ToolTest(std::string const& command) : command_{command} {}
+
     std::string path(std::string const& name) const { return (folder_ / name).string(); }
 
-    ToolRun run(std::vector<std::string> const& arguments) const { return runner_.run(arguments); }
+    ToolRun run(std::vector<std::string> const& arguments) const {
+        auto all = command_;
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return runner_.run(all);
+    }
 
     /// Run and expect success; the output.
     std::string output(std::vector<std::string> const& arguments) const {
@@ -96,6 +118,7 @@ protected:
         return names;
     }
 
+    std::vector<std::string> command_;
     Vexa::testing::TemporaryFolder folder_;
     ToolRunner runner_;
 };
