@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <string_view>
 
-#include <boost/uuid/random_generator.hpp>
 #include <fmt/format.h>
 
+#include <vexa/foundation/uuid_internal.h>
 #include <vexa/json/Uuid.h>
 
 namespace OME {
@@ -207,10 +207,7 @@ std::optional<boost::uuids::uuid> OME::UUID() const {
     return uuid;
 }
 
-void OME::reset_UUID() {
-    boost::uuids::uuid const uuid = boost::uuids::random_generator()();
-    UUID_.set(std::string(UUID_prefix) + JSON::Value_Cast<boost::uuids::uuid, 0>::from(uuid));
-}
+void OME::reset_UUID() { UUID_.set(std::string(UUID_prefix) + Vexa::random_uuid()); }
 
 void OME::clear() {
     UUID_.reset();
