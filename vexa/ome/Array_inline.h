@@ -92,7 +92,8 @@ typename Array_of<E>::Where Array_of<E>::find_by_index(std::string const& id) {
     if (!index_->made) {
         for (auto item = items_.begin(); item != items_.end(); ++item)
             if (JSON::Value const* own = (*item)->id.value())
-                index_->elements.emplace(own->template get<std::string>(), item);
+                if (std::string const* text = own->template get_if<std::string>())
+                    index_->elements.emplace(*text, item);
         index_->made = true;
     }
     auto const found = index_->elements.find(id);

@@ -232,6 +232,15 @@ TEST_F(OmeElement, OfAManufacturerHasFourAttributes) {
     EXPECT_EQ(text(list), R"([{"LotNumber":"d","Manufacturer":"a","Model":"b","SerialNumber":"c"}])");
 }
 
+TEST(OmeArray, FindsBesideAnIdentifierThatIsNoText) {
+    Root root("");
+    auto& datasets = root.ome.datasets();
+    datasets.emplace_back()->set(JSON::Map{{"ID", 5}});
+    auto const good = datasets.emplace_back();
+    JSON::Value const id(*good->id.value());
+    for (int again = 0; again < 3; ++again) EXPECT_EQ(datasets.find(id), good);
+}
+
 TEST(OmeArray, FindsByIdentifierWhateverHasChanged) {
     Root root("");
     auto& datasets = root.ome.datasets();
