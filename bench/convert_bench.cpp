@@ -41,6 +41,10 @@ constexpr std::array<NaiveLoop, sizeof...(Pairs)> all_naive(std::index_sequence<
 }
 constexpr auto naive_loops = all_naive(std::make_index_sequence<type_count * type_count>{});
 
+/// Of the source and the target.
+constexpr std::array<std::pair<std::size_t, std::size_t>, 6> strides{
+    {{2, 1}, {1, 2}, {2, 2}, {3, 1}, {1, 3}, {3, 3}}};
+
 /// Two buffers that all comparisons share.
 struct Buffers {
     explicit Buffers(std::size_t size) : source(size, 1), target(size, 2) {}
@@ -93,6 +97,43 @@ void add_strided(Table& table, Buffers& buffers, std::size_t from, std::size_t t
          .clock = Vexa::bench::Clock::thread});
 }
 
+/// Stores that are apart, of \p Size bytes each, and nothing else.
+template <std::size_t Size>
+void store_each(unsigned char* to, std::size_t stride, std::size_t count) {
+    std::uint64_t const value = 0;
+#pragma GCC unroll 4
+    for (; count != 0; --count, to += stride * Size) {
+        std::memcpy(to, &value, Size);
+        asm volatile("");
+    }
+}
+constexpr std::array stores{store_each<1>, store_each<2>, store_each<4>, store_each<8>};
+constexpr std::array<std::size_t, stores.size()> of_size{0, 2, 4, 8}; // unsigned integers among the types
+
+/// How far the plain loop is from what no loop can do without: a store for each sample that stands apart, or,
+/// into a dense target, a look at each line of the source.
+void add_floor(Table& table, Buffers& buffers, std::size_t from, std::size_t to, std::size_t bytes,
+               std::size_t ss, std::size_t ds) {
+    std::size_t const from_size = std::size_t{1} << from, to_size = std::size_t{1} << to;
+    std::size_t const count = bytes / (ss * from_size + ds * to_size);
+    NaiveLoop const loop = naive_loops[of_size[from] * type_count + of_size[to]];
+    auto const store = stores[to];
+    auto const look = [&buffers, read = count * ss * from_size] {
+        constexpr std::size_t line = 64;
+        for (std::size_t i = 0; i < read; i += line) Vexa::bench::keep(buffers.source[i]);
+    };
+    auto const store_all = [&buffers, store, ds, count] { store(buffers.target.data(), ds, count); };
+    table.compare({.name = "floor/" + std::to_string(ss) + "," + std::to_string(ds) + "/" +
+                           std::to_string(from_size) + "->" + std::to_string(to_size) + " bytes",
+                   .candidate = ds == 1 ? Vexa::bench::Action(look) : Vexa::bench::Action(store_all),
+                   .baseline =
+                       [&buffers, loop, count, ss, ds] {
+                           loop(buffers.source.data(), ss, buffers.target.data(), ds, count);
+                           Vexa::bench::keep(buffers.target);
+                       },
+                   .clock = Vexa::bench::Clock::thread});
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -104,9 +145,10 @@ int main(int argc, char** argv) {
         for (std::size_t to = 0; to < type_count; ++to) {
             add_contiguous(table, large_buffers, from, to, large, "256MiB", 1.0);
             add_contiguous(table, small_buffers, from, to, small, "192KiB", 0.7);
-            for (auto [ss, ds] :
-                 {std::pair<std::size_t, std::size_t>{2, 1}, {1, 2}, {2, 2}, {3, 1}, {1, 3}, {3, 3}})
-                add_strided(table, small_buffers, from, to, small, ss, ds);
+            for (auto [ss, ds] : strides) add_strided(table, small_buffers, from, to, small, ss, ds);
         }
+    for (std::size_t from = 0; from < stores.size(); ++from)
+        for (std::size_t to = 0; to < stores.size(); ++to)
+            for (auto [ss, ds] : strides) add_floor(table, small_buffers, from, to, small, ss, ds);
     return table.run();
 }

@@ -11,6 +11,9 @@
 
 #include <vexa/foundation/io_loops_internal.h>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 #ifdef __AVX2__
 #include <vexa/foundation/io_lanes_internal.h>
 #endif
@@ -35,6 +38,18 @@ inline Integer truncate(Real value) {
     return static_cast<Integer>(below_limit > lowest ? below_limit : lowest);
 }
 
+#ifdef __SSE2__
+// The processor's own truncation to 64 bits gives just that.
+template <>
+inline std::int64_t truncate<std::int64_t>(float value) {
+    return _mm_cvttss_si64(_mm_set_ss(value));
+}
+template <>
+inline std::int64_t truncate<std::int64_t>(double value) {
+    return _mm_cvttsd_si64(_mm_set_sd(value));
+}
+#endif
+
 template <typename Real>
 inline std::uint64_t truncate_to_uint64(Real value) {
     constexpr Real half_range = 0x1p63;
@@ -48,7 +63,7 @@ inline std::uint64_t truncate_to_uint64(Real value) {
 /// does.
 template <typename Real>
 inline Real real_of_uint64(std::uint64_t value) {
-    if (value <= std::uint64_t{std::numeric_limits<std::int64_t>::max()})
+    if (value <= std::uint64_t{std::numeric_limits<std::int64_t>::max()}) [[likely]]
         return static_cast<Real>(static_cast<std::int64_t>(value));
     return 2 * static_cast<Real>(static_cast<std::int64_t>(value >> 1 | (value & 1)));
 }
@@ -130,6 +145,18 @@ inline void move_all(unsigned char const* __restrict source, std::size_t source_
         Step::move(source + i * source_stride, target + i * target_stride);
 }
 
+/// As move_all(), one sample after the other: with strides that are not known before, what the compiler makes
+/// of it as SIMD code is slower than that.
+template <typename Step>
+inline void move_each(unsigned char const* source, std::size_t source_stride, unsigned char* target,
+                      std::size_t target_stride, std::size_t count) {
+#pragma GCC unroll 4
+    for (; count != 0; --count, source += source_stride, target += target_stride) {
+        Step::move(source, target);
+        asm volatile(""); // keeps the steps apart
+    }
+}
+
 #ifdef __AVX2__
 template <typename T>
 constexpr bool fits_lanes = std::is_same_v<T, double> || (!std::is_void_v<T> && sizeof(T) <= 4);
@@ -149,8 +176,12 @@ template <typename Step, std::size_t Stride>
 std::size_t run_lanes(Source source, Target target, std::size_t count) {
     using From = typename Step::From;
     using To = typename Step::To;
-    if (target.stride != sizeof(To))
-        return lanes::convert<From, To, Stride, false>(source.first, target.first, target.stride, count);
+    if (target.stride != sizeof(To)) {
+        if constexpr (std::is_same_v<From, To>)
+            return 0; // a copy: samples that are stored one by one may as well be loaded so
+        else
+            return lanes::convert<From, To, Stride, false>(source.first, target.first, target.stride, count);
+    }
     if constexpr (Stride != 1 || lanes_when_dense<From, To>())
         return lanes::convert<From, To, Stride, true>(source.first, target.first, target.stride, count);
     else
@@ -175,6 +206,13 @@ std::size_t start(Source, Target, std::size_t) {
 }
 #endif
 
+/// Whether the instruction set has no SIMD cast for this pair: reals to and from integers of 64 bits.
+template <typename From, typename To>
+constexpr bool one_by_one = (std::is_floating_point_v<From> && std::is_integral_v<To> && sizeof(To) == 8) ||
+                            (std::is_integral_v<From> && sizeof(From) == 8 && std::is_floating_point_v<To>);
+template <>
+constexpr bool one_by_one<void, void> = false;
+
 /// Dense samples, and those with a gap of one, have strides that are known here, which makes SIMD code.
 template <typename Step>
 void run(Source source, Target target, std::size_t count) {
@@ -183,12 +221,14 @@ void run(Source source, Target target, std::size_t count) {
     std::size_t const done = start<Step>(source, target, count);
     unsigned char const* const first = source.first + done * source.stride;
     unsigned char* const to_first = target.first + done * target.stride;
-    if (target.stride == to && source.stride == from)
+    if constexpr (one_by_one<typename Step::From, typename Step::To>)
+        move_each<Step>(first, source.stride, to_first, target.stride, count - done);
+    else if (target.stride == to && source.stride == from)
         move_all<Step>(first, from, to_first, to, count - done);
     else if (target.stride == to && source.stride == 2 * from)
         move_all<Step>(first, 2 * from, to_first, to, count - done);
     else
-        move_all<Step>(first, source.stride, to_first, target.stride, count - done);
+        move_each<Step>(first, source.stride, to_first, target.stride, count - done);
 }
 
 /// The step that copies this many bytes.
@@ -200,6 +240,8 @@ constexpr auto copy_step() {
         return Copy<2, std::uint16_t>{};
     else if constexpr (Size == 4)
         return Copy<4, std::uint32_t>{};
+    else if constexpr (Size == 8)
+        return Copy<8, double>{}; // lanes of doubles are moved, never computed with
     else
         return Copy<Size>{};
 }
