@@ -6,8 +6,10 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <malloc.h>
@@ -68,7 +70,7 @@ void check(bool good) {
 
 // The plain loops
 
-void plain_deflate(std::filesystem::path const& path, Bytes const& data, int level) {
+void plain_deflate(std::filesystem::path const& path, std::span<unsigned char const> data, int level) {
     File file(path, "w+");
     Bytes out(2 * block_size);
     z_stream z{};
@@ -127,7 +129,7 @@ struct Section {
 };
 
 Section write_section(std::filesystem::path const& path, Bytes const& data, int level,
-                      Vexa::bf::ThreadingSupport threads) {
+                      Vexa::bf::ThreadingSupport threads, std::size_t piece = piece_size) {
     DiskFile file(path, DiskFile::Mode::create);
     file.set_threading_support(std::move(threads));
     ChunkedSegment chunks;
@@ -135,8 +137,8 @@ Section write_section(std::filesystem::path const& path, Bytes const& data, int 
     ZippedSegment segment;
     segment.initialize(chunks, level);
     segment.set_flush_block_size(block_size);
-    for (std::size_t at = 0; at < data.size(); at += piece_size)
-        segment.write(data.data() + at, std::min(piece_size, data.size() - at));
+    for (std::size_t at = 0; at < data.size(); at += piece)
+        segment.write(data.data() + at, std::min(piece, data.size() - at));
     return {segment.write_end(), segment.flush_positions()};
 }
 
@@ -205,6 +207,7 @@ int main(int argc, char** argv) {
     auto const plain = folder / "plain";
     auto const stored = folder / "stored";
     Bytes const data = photon_noise(size);
+    auto const half = std::span(data).first(size / 2);
     Bytes out(size, 1);
     Bytes out_plain(size, 1);
     Vexa::bf::ThreadingSupport const one;
@@ -226,6 +229,18 @@ int main(int argc, char** argv) {
                    .target = 1.85,
                    .candidate = [&] { write_section(ours, data, 1, two); },
                    .baseline = [&] { write_section(plain, data, 1, one); }});
+    table.compare({.name = "write/level1/two threads:one thread, in one call",
+                   .target = 1.85,
+                   .candidate = [&] { write_section(ours, data, 1, two, size); },
+                   .baseline = [&] { write_section(plain, data, 1, one, size); }});
+    table.compare({.name = "plain deflate/two threads:one thread", // what the machine has to give
+                   .candidate =
+                       [&] {
+                           std::thread other([&] { plain_deflate(ours, half, 1); });
+                           plain_deflate(plain, half, 1);
+                           other.join();
+                       },
+                   .baseline = [&] { plain_deflate(plain, data, 1); }});
     table.compare({.name = "write/level0:fwrite",
                    .target = 0.9,
                    .candidate = [&] { write_section(ours, data, 0, one); },

@@ -74,6 +74,12 @@ void ZStream::end() {
     output_left_ = 0;
 }
 
+std::size_t ZStream::exchange_output(ByteBuffer& buffer) {
+    buffer.reserve(buffer_.capacity(), 0);
+    std::swap(buffer, buffer_);
+    return std::exchange(used_, 0);
+}
+
 int ZStream::deflate_step(int flush) {
     unsigned int const room = as_avail(buffer_.capacity() - used_);
     z_.next_out = buffer_.data() + used_;

@@ -68,6 +68,9 @@ public:
     bool grow(std::size_t limit);
     /// All output has been written.
     void clear() { used_ = 0; }
+    /// Give the output away for another buffer, which is empty.
+    /// \return how many bytes the output has
+    std::size_t exchange_output(ByteBuffer& buffer);
     /// Take the trailer of a finished stream's wrapper out of the output, once.
     void drop_trailer();
 
@@ -114,6 +117,7 @@ struct ZStreams {
 
     std::vector<ZStream> all;
     std::size_t current = 0;
+    ByteBuffer spare; ///< for the output of a block that is written while its stream is at the next one
 };
 
 template <typename MakeRoom>

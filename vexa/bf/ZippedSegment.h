@@ -120,10 +120,12 @@ private:
     void write_plain(void const* data, unsigned long n);
     void write_deflated(unsigned char const* data, unsigned long n);
     void write_deflated_parallel(unsigned char const* data, unsigned long n);
+    std::size_t take_oldest(std::deque<DeflationWork>& queue);
     void finish_oldest(std::deque<DeflationWork>& queue);
     void write_trailer(ZStream& stream);
     void write_out(ZStream& stream);
     void write_out_block(ZStream& stream);
+    void write_block(void const* bytes, unsigned long n);
     void write_bytes(void const* bytes, unsigned long n);
 
     unsigned long segment_left() const;

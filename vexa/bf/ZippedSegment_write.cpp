@@ -79,23 +79,34 @@ void ZippedSegment::write_deflated(unsigned char const* data, unsigned long n) {
     } while (n);
 }
 
-/// Keep every stream busy: the oldest item is written and the next one handed out, one by one. The streams
-/// take turns, so that the one that is next is the one whose item was the oldest. The last block stays open
-/// in the current stream for the next call.
+/// Keep every stream busy: when the oldest item is done, its stream gets the next one before its output is
+/// written. The streams take turns, so that the one that is next is the one whose item was the oldest. The
+/// last block stays open in the current stream for the next call.
 void ZippedSegment::write_deflated_parallel(unsigned char const* data, unsigned long n) {
     std::deque<DeflationWork> queue;
     for (;;) {
+        std::size_t const finished = queue.size() == streams_->all.size() ? take_oldest(queue) : 0;
         DeflationInput const input = next_input(data, n);
         queue.emplace_back(threading_support(), streams_->stream(), input, flush_block_size_);
         position_ += input.n;
         data += input.n;
         n -= input.n;
+        if (finished) write_block(streams_->spare.data(), finished);
         if (input.data) checksum_ = static_cast<std::uint32_t>(::adler32_z(checksum_, input.data, input.n));
         if (n == 0) break;
-        if (queue.size() == streams_->all.size()) finish_oldest(queue);
         streams_->advance();
     }
     while (!queue.empty()) finish_oldest(queue);
+}
+
+/// Wait for the oldest item, a whole block, and move its output into the spare buffer.
+/// \return how many bytes it has, which is never 0
+std::size_t ZippedSegment::take_oldest(std::deque<DeflationWork>& queue) {
+    DeflationWork& work = queue.front();
+    work.item.get();
+    std::size_t const size = work.stream.exchange_output(streams_->spare);
+    queue.pop_front();
+    return size;
 }
 
 void ZippedSegment::finish_oldest(std::deque<DeflationWork>& queue) {
@@ -120,7 +131,12 @@ void ZippedSegment::write_trailer(ZStream& stream) {
 }
 
 void ZippedSegment::write_out_block(ZStream& stream) {
-    write_out(stream);
+    write_block(stream.bytes(), stream.used());
+    stream.clear();
+}
+
+void ZippedSegment::write_block(void const* bytes, unsigned long n) {
+    if (n) write_bytes(bytes, n);
     flush_positions_.push_back(file_position_ - start_);
 }
 
