@@ -5,49 +5,16 @@
 
 #include <gtest/gtest.h>
 
-#include <vexa/ome/Invalid.h>
 #include <vexa/testing/channel_document.h>
 #include <vexa/testing/expect_throws.h>
 
 using namespace OME;
-using Vexa::testing::channel_annotation;
 using Vexa::testing::channel_xml;
 using Vexa::testing::ChannelDocument;
 
 namespace {
 
 using Mode = Channel::Acquisition_Mode;
-
-constexpr char const* mode_names[] = {"WideField",
-                                      "LaserScanningConfocalMicroscopy",
-                                      "SpinningDiskConfocal",
-                                      "SlitScanConfocal",
-                                      "MultiPhotonMicroscopy",
-                                      "StructuredIllumination",
-                                      "SingleMoleculeImaging",
-                                      "TotalInternalReflection",
-                                      "FluorescenceLifetime",
-                                      "SpectralImaging",
-                                      "FluorescenceCorrelationSpectroscopy",
-                                      "NearFieldScanningOpticalMicroscopy",
-                                      "SecondHarmonicGenerationImaging",
-                                      "PALM",
-                                      "STORM",
-                                      "STED",
-                                      "TIRF",
-                                      "FSM",
-                                      "LCM",
-                                      "Other",
-                                      "Confocal_RESCUE",
-                                      "STED_RESCUE",
-                                      "Confocal_Probing",
-                                      "STED_Probing",
-                                      "STED_with_Confocal_Probing",
-                                      "STED_with_STED_Probing",
-                                      "STED_RESCUE_with_Confocal_Probing",
-                                      "STED_RESCUE_with_STED_Probing",
-                                      "STED_Probing_with_Confocal_Probing",
-                                      "STED_Probing_with_STED_Probing"};
 
 /// A document with a new channel.
 struct ChannelTest : testing::Test {
@@ -60,8 +27,6 @@ struct ChannelTest : testing::Test {
 ChannelDocument with_attribute(std::string const& attribute) {
     return ChannelDocument(channel_xml("<Channel " + attribute + "/>"));
 }
-
-struct ChannelMode : ChannelTest, testing::WithParamInterface<int> {};
 
 } // namespace
 
@@ -190,110 +155,6 @@ TEST(Channel, IsReadFromADocumentOfAnother) {
     EXPECT_EQ(document.annotations_as_xml(), "");
 }
 
-TEST_P(ChannelMode, IsStoredWhereItBelongs) {
-    Mode const mode{GetParam()};
-    bool const is_in_schema = GetParam() < 20;
-    std::string const name = mode_names[GetParam()];
-    channel.set_acquisition_mode(mode);
-    EXPECT_EQ(channel.acquisition_mode(), mode);
-    EXPECT_EQ(*channel.value()->find("AcquisitionMode"), JSON::Value(is_in_schema ? name : "Other"));
-    EXPECT_EQ(document.annotations_as_xml(),
-              is_in_schema
-                  ? ""
-                  : channel_annotation(2, "channel", "<extension other_acquisition_mode=\"" + name + "\"/>"));
-    ChannelDocument back(root.XML());
-    EXPECT_EQ(back.channel().acquisition_mode(), mode);
-    EXPECT_EQ(*back.root.value(), *root.value());
-}
-
-TEST_P(ChannelMode, ReplacesAnyOther) {
-    Mode const mode{GetParam()};
-    for (int before = 0; before < 30; ++before) {
-        channel.set_acquisition_mode(static_cast<Mode>(before));
-        channel.set_acquisition_mode(mode);
-        EXPECT_EQ(channel.acquisition_mode(), mode) << before;
-    }
-}
-
-TEST_P(ChannelMode, IsReadFromItsAttributeOnlyIfTheSchemaHasIt) {
-    std::string const xml =
-        channel_xml("<Channel AcquisitionMode=\"" + std::string(mode_names[GetParam()]) + "\"/>");
-    if (GetParam() < 20)
-        EXPECT_EQ(ChannelDocument(xml).channel().acquisition_mode(), Mode{GetParam()});
-    else
-        VEXA_EXPECT_THROWS(ChannelDocument{xml}, std::bad_variant_access, "bad variant access");
-}
-
-TEST_P(ChannelMode, IsReadFromTheAnnotationOnlyIfTheSchemaLacksIt) {
-    std::string const xml =
-        channel_xml(R"(<Channel AcquisitionMode="Other"><AnnotationRef ID="Annotation:2"/></Channel>)",
-                    channel_annotation(2, "channel",
-                                       "<extension other_acquisition_mode=\"" +
-                                           std::string(mode_names[GetParam()]) + "\"/>"));
-    if (GetParam() >= 20)
-        EXPECT_EQ(ChannelDocument(xml).channel().acquisition_mode(), Mode{GetParam()});
-    else
-        VEXA_EXPECT_THROWS(ChannelDocument{xml}, std::bad_variant_access, "bad variant access");
-}
-
-INSTANTIATE_TEST_SUITE_P(All, ChannelMode, testing::Range(0, 30));
-
-TEST_F(ChannelTest, HasTheModeOfTheAnnotationOnlyIfItIsOther) {
-    auto const mode = [](std::string const& attribute, std::string const& extended) {
-        return ChannelDocument(
-                   channel_xml("<Channel " + attribute + "><AnnotationRef ID='Annotation:2'/></Channel>",
-                               channel_annotation(2, "channel", "<extension " + extended + "/>")))
-            .channel()
-            .acquisition_mode();
-    };
-    std::string const extended = "other_acquisition_mode='STED_Probing'";
-    EXPECT_EQ(mode("AcquisitionMode='Other'", extended), Mode::STED_probing);
-    EXPECT_EQ(mode("AcquisitionMode='Other'", ""), Mode::other);
-    EXPECT_EQ(mode("AcquisitionMode='PALM'", extended), Mode::PALM);
-    EXPECT_EQ(mode("", extended), std::nullopt);
-}
-
-TEST_F(ChannelTest, RefusesEnumeratorsWithoutANameBeforeAnythingChanges) {
-    channel.set_acquisition_mode(Mode::STED_RESCUE);
-    channel.set_contrast_method(Channel::Contrast_Method::phase);
-    JSON::Value const before = *root.value();
-    for (int invalid : {30, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
-        VEXA_EXPECT_THROWS(channel.set_acquisition_mode(static_cast<Mode>(invalid)), std::bad_variant_access,
-                           "bad variant access");
-        VEXA_EXPECT_THROWS(channel.set_contrast_method(static_cast<Channel::Contrast_Method>(invalid)),
-                           std::bad_variant_access, "bad variant access");
-        VEXA_EXPECT_THROWS(channel.set_illumination_type(static_cast<Channel::Illumination_Type>(invalid)),
-                           std::bad_variant_access, "bad variant access");
-    }
-    EXPECT_EQ(*root.value(), before);
-}
-
-TEST_F(ChannelTest, HasAContrastMethodAndAnIlluminationType) {
-    char const* const methods[] = {
-        "Brightfield", "Phase",        "DIC",  "HoffmanModulation", "ObliqueIllumination", "PolarizedLight",
-        "Darkfield",   "Fluorescence", "Other"};
-    for (int i = 0; i < 9; ++i) {
-        channel.set_contrast_method(static_cast<Channel::Contrast_Method>(i));
-        EXPECT_EQ(*channel.value()->find("ContrastMethod"), JSON::Value(methods[i]));
-        EXPECT_EQ(channel.contrast_method(), static_cast<Channel::Contrast_Method>(i));
-    }
-    char const* const types[] = {"Transmitted", "Epifluorescence", "Oblique", "NonLinear", "Other"};
-    for (int i = 0; i < 5; ++i) {
-        channel.set_illumination_type(static_cast<Channel::Illumination_Type>(i));
-        EXPECT_EQ(*channel.value()->find("IlluminationType"), JSON::Value(types[i]));
-        EXPECT_EQ(channel.illumination_type(), static_cast<Channel::Illumination_Type>(i));
-    }
-}
-
-TEST_F(ChannelTest, OfAnUnknownMethodOpensAndFailsWhenTheMethodIsRead) {
-    ChannelDocument document_of_another = with_attribute("ContrastMethod='Magic' IlluminationType='Candle'");
-    VEXA_EXPECT_THROWS(document_of_another.channel().contrast_method(), std::bad_variant_access,
-                       "bad variant access");
-    VEXA_EXPECT_THROWS(document_of_another.channel().illumination_type(), std::bad_variant_access,
-                       "bad variant access");
-    EXPECT_NE(document_of_another.channels_as_xml().find(R"(ContrastMethod="Magic")"), std::string::npos);
-}
-
 TEST_F(ChannelTest, StoresColoursAsSignedIntegers) {
     struct {
         unsigned rgba, argb;
@@ -361,127 +222,4 @@ TEST_F(ChannelTest, RefusesUnitsWithoutANameBeforeAnythingChanges) {
     VEXA_EXPECT_THROWS(channel.set_emission_wavelength(nameless), std::bad_variant_access,
                        "bad variant access");
     EXPECT_EQ(*root.value(), before);
-}
-
-TEST_F(ChannelTest, TakesTheWavelengthOfItsLightSource) {
-    channel.set_light_source("LightSource:2");
-    EXPECT_EQ(channel.light_source(), &root.find_light_source("LightSource:2"));
-    EXPECT_EQ(document.channels_as_xml(),
-              R"(<Channel ExcitationWavelength="0.775" ExcitationWavelengthUnit="µm" ID="Channel:1">)"
-              R"(<LightSourceSettings ID="LightSource:2"/></Channel>)");
-    channel.set_light_source("LightSource:1"); // without a unit
-    EXPECT_DOUBLE_EQ(channel.excitation_wavelength_in_meters().value(), 488e-9);
-    channel.set_light_source("LightSource:3"); // without a wavelength
-    EXPECT_DOUBLE_EQ(channel.excitation_wavelength_in_meters().value(), 488e-9);
-}
-
-TEST_F(ChannelTest, PrefersTheWavelengthThatIsSetForItsLightSource) {
-    channel.light_source_settings().set_wavelength({500, Length::nm});
-    channel.set_light_source("LightSource:1");
-    EXPECT_EQ(document.channels_as_xml(),
-              R"(<Channel ExcitationWavelength="500" ExcitationWavelengthUnit="nm" ID="Channel:1">)"
-              R"(<LightSourceSettings ID="LightSource:1" Wavelength="500" WavelengthUnit="nm"/></Channel>)");
-}
-
-TEST_F(ChannelTest, HasTheExcitationWavelengthOfItsLightSourceIfItHasNone) {
-    auto const wavelength = [](std::string const& attribute, std::string const& settings) {
-        return ChannelDocument(channel_xml("<Channel " + attribute + "><LightSourceSettings " + settings +
-                                           "/></Channel>"))
-            .channel()
-            .excitation_wavelength_in_meters();
-    };
-    EXPECT_DOUBLE_EQ(wavelength("ExcitationWavelength='1'", "ID='LightSource:1' Wavelength='2'").value(),
-                     1e-9);
-    EXPECT_DOUBLE_EQ(wavelength("", "ID='LightSource:1' Wavelength='2'").value(), 2e-9);
-    EXPECT_DOUBLE_EQ(wavelength("", "ID='LightSource:1'").value(), 488e-9);
-    EXPECT_DOUBLE_EQ(wavelength("", "ID='LightSource:2'").value(), 775e-9);
-    EXPECT_DOUBLE_EQ(wavelength("", "Wavelength='2'").value(), 2e-9);
-    EXPECT_FALSE(wavelength("", "ID='LightSource:3'"));
-    EXPECT_FALSE(wavelength("", ""));
-    EXPECT_FALSE(wavelength("ExcitationWavelength='INF'", "ID='LightSource:1'"));
-    EXPECT_FALSE(wavelength("", "ID='LightSource:1' Wavelength='INF'"));
-    EXPECT_FALSE(wavelength("", "ID='LightSource:1' Wavelength='1' WavelengthUnit='league'"));
-}
-
-TEST_F(ChannelTest, RefusesPartsThatAreNotThereBeforeAnythingChanges) {
-    JSON::Value const before = *root.value();
-    VEXA_EXPECT_THROWS(channel.set_light_source("LightSource:9"), Invalid_Argument,
-                       "Unknown light source 'LightSource:9'.");
-    VEXA_EXPECT_THROWS(channel.set_deactivation_light_source("LightSource:9"), Invalid_Argument,
-                       "Unknown light source 'LightSource:9'.");
-    VEXA_EXPECT_THROWS(channel.set_detector("Detector:9"), Invalid_Argument,
-                       "Unknown detector 'Detector:9'.");
-    VEXA_EXPECT_THROWS(channel.set_dye("Dye:9"), Invalid_Argument, "Unknown dye 'Dye:9'.");
-    VEXA_EXPECT_THROWS(channel.set_band("Band:9"), Invalid_Argument, "Unknown band 'Band:9'.");
-    VEXA_EXPECT_THROWS(channel.light_path().add_excitation_filter("Filter:9"), Invalid_Argument,
-                       "Unknown filter 'Filter:9'.");
-    VEXA_EXPECT_THROWS(channel.light_path().add_emission_filter("Filter:9"), Invalid_Argument,
-                       "Unknown filter 'Filter:9'.");
-    EXPECT_EQ(*root.value(), before);
-}
-
-TEST_F(ChannelTest, WithAReferenceToAMissingElementDoesNotOpen) {
-    for (auto const& [children, missing] :
-         {std::pair("<LightSourceSettings ID='LightSource:9'/>", "Incomplete data: missing LightSource:9."),
-          std::pair("<DetectorSettings ID='Detector:9'/>", "Incomplete data: missing Detector:9."),
-          std::pair("<LightPath><EmissionFilterRef ID='Filter:9'/></LightPath>",
-                    "Incomplete data: missing Filter:9."),
-          std::pair("<LightPath><ExcitationFilterRef ID='Filter:8'/></LightPath>",
-                    "Incomplete data: missing Filter:8.")})
-        VEXA_EXPECT_THROWS(ChannelDocument(channel_xml("<Channel>" + std::string(children) + "</Channel>")),
-                           Invalid_Argument, missing);
-}
-
-TEST_F(ChannelTest, RefersToADyeAndNamesIt) {
-    channel.set_dye("Dye:1");
-    EXPECT_EQ(channel.dye(), &root.find_dye("Dye:1"));
-    EXPECT_EQ(std::as_const(channel).dye(), &root.find_dye("Dye:1"));
-    EXPECT_EQ(document.channels_as_xml(),
-              R"(<Channel Fluor="Green" ID="Channel:1"><AnnotationRef ID="Annotation:2"/></Channel>)");
-    EXPECT_EQ(document.annotations_as_xml(),
-              channel_annotation(2, "channel", R"(<extension><dye_reference ID="Dye:1"/></extension>)"));
-    channel.set_dye("Dye:2");
-    EXPECT_EQ(*channel.fluor().value(), JSON::Value("Red"));
-    channel.set_dye("Dye:3"); // has no name
-    EXPECT_FALSE(channel.fluor());
-    channel.fluor().set("x");
-    channel.clear_dye();
-    EXPECT_EQ(channel.dye(), nullptr);
-    EXPECT_FALSE(channel.fluor());
-    EXPECT_EQ(document.annotations_as_xml(), channel_annotation(2, "channel", "<extension/>"));
-    EXPECT_EQ(root.find_dye("Dye:3").id.count(), 1u);
-}
-
-TEST_F(ChannelTest, RefersToABandAndNamesItsFirstDye) {
-    channel.set_band("Band:1");
-    EXPECT_EQ(channel.band(), &root.find_band("Band:1"));
-    EXPECT_EQ(std::as_const(channel).band(), &root.find_band("Band:1"));
-    EXPECT_EQ(*channel.fluor().value(), JSON::Value("Red"));
-    channel.set_band("Band:2"); // has no dyes
-    EXPECT_EQ(channel.band(), &root.find_band("Band:2"));
-    EXPECT_EQ(*channel.fluor().value(), JSON::Value("Red"));
-    EXPECT_EQ(document.annotations_as_xml(),
-              channel_annotation(2, "channel", R"(<extension><band_reference ID="Band:2"/></extension>)"));
-    channel.clear_band();
-    EXPECT_EQ(channel.band(), nullptr);
-    EXPECT_EQ(text(), R"({"":{"AnnotationRef":[{"ID":"Annotation:2"}]},"ID":"Channel:1"})");
-}
-
-TEST_F(ChannelTest, ForgetsWhatIsRemovedFromTheDocument) {
-    channel.set_dye("Dye:1");
-    channel.set_band("Band:1");
-    channel.set_light_source("LightSource:1");
-    channel.set_deactivation_light_source("LightSource:2");
-    channel.set_detector("Detector:1");
-    channel.light_path().add_emission_filter("Filter:1");
-    root.ome.dyes()->clear();
-    root.ome.bands()->clear();
-    root.ome.instruments().clear();
-    EXPECT_EQ(channel.dye(), nullptr);
-    EXPECT_EQ(channel.band(), nullptr);
-    EXPECT_EQ(channel.light_source(), nullptr);
-    EXPECT_EQ(channel.deactivation_light_source(), nullptr);
-    EXPECT_EQ(channel.detector(), nullptr);
-    EXPECT_FALSE(channel.light_path().emission_cut_in_in_meters());
-    EXPECT_DOUBLE_EQ(channel.excitation_wavelength_in_meters().value(), 488e-9);
 }
