@@ -52,8 +52,12 @@
 #include <vexa/ome/Annotation.h>
 #include <vexa/ome/Array.h>
 #include <vexa/ome/Band.h>
+#include <vexa/ome/Channel.h>
+#include <vexa/ome/Channel_Extension.h>
+#include <vexa/ome/Channel_Types.h>
 #include <vexa/ome/Dataset.h>
 #include <vexa/ome/Detector.h>
+#include <vexa/ome/Detector_Settings.h>
 #include <vexa/ome/Document.h>
 #include <vexa/ome/Dye.h>
 #include <vexa/ome/Element.h>
@@ -62,7 +66,9 @@
 #include <vexa/ome/ID.h>
 #include <vexa/ome/Instrument.h>
 #include <vexa/ome/Invalid.h>
+#include <vexa/ome/Light_Path.h>
 #include <vexa/ome/Light_Source.h>
+#include <vexa/ome/Light_Source_Settings.h>
 #include <vexa/ome/Microscope.h>
 #include <vexa/ome/OME.h>
 #include <vexa/ome/Objective.h>

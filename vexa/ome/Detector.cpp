@@ -35,14 +35,7 @@ std::optional<Detector::Type> Detector::type() const {
 }
 
 void Detector::set_type(Type type) {
-    JSON::Value const name(type);
-    if (type > Type::other) {
-        type_.set(Type::other);
-        extension_->other_type.set(name);
-    } else {
-        type_.set(name);
-        if (extension_.referent()) extension_->other_type.reset();
-    }
+    store_enumerator(type, Type::other, type_, extension_, &Extension::other_type);
 }
 
 std::optional<double> Detector::dead_time_in_seconds() const {

@@ -40,6 +40,11 @@ void detail::read_real(JSON::Value& value) {
         value = JSON::Value(JSON::Number(number_from<double>(*text)));
 }
 
+std::optional<long long> integer_in(JSON::Proxy const& document) {
+    JSON::Value const* value = document.value();
+    return value ? JSON::Value_Cast<long long, 0>::to_if(*value) : std::nullopt;
+}
+
 std::optional<double> real_in(JSON::Proxy const& document) {
     JSON::Value const* value = document.value();
     return value ? JSON::Value_Cast<double, 0>::to_if(*value) : std::nullopt;

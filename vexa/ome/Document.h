@@ -74,6 +74,25 @@ std::optional<E> enumerator_in(JSON::Proxy const& standard, E other, JSON::Proxy
     return found == other && extended && extended->has_value() ? enumerator_in<E>(*extended) : found;
 }
 
+/// Store an enumerator where the function above finds it. One beyond \p other, the last of the schema, goes
+/// into the annotation, which is made if need be, and the schema sees `other`.
+/// \param reference the Reference to the annotation, and its member
+/// \throws std::bad_variant_access for an enumerator without a name, before anything changes
+template <typename E, typename Reference_to_Annotation, typename Annotation_Class, typename Extended>
+void store_enumerator(E enumerator, E other, JSON::Proxy& standard, Reference_to_Annotation& reference,
+                      Extended Annotation_Class::*extended) {
+    JSON::Value const name(enumerator);
+    if (enumerator > other) {
+        standard.set(JSON::Value(other));
+        ((*reference).*extended).set(name);
+    } else {
+        standard.set(name);
+        if (reference.referent()) ((*reference).*extended).reset();
+    }
+}
+
+/// The integer in the document; empty without one.
+VEXA_API std::optional<long long> integer_in(JSON::Proxy const& document);
 /// The number in the document, which may be one that is not finite; empty without a number.
 VEXA_API std::optional<double> real_in(JSON::Proxy const& document);
 /// Store a number, one that is not finite as its string.

@@ -118,6 +118,27 @@ TEST(OmeDocument, GivesAnEnumeratorThatTheSchemaDoesNotKnow) {
     EXPECT_EQ(enumerator_in(standard, Time::h, &extended), Time::d);
 }
 
+TEST(OmeDocument, GivesTheIntegerItHolds) {
+    JSON::Value tree = JSON::parse(R"({"least":"-9223372036854775808"})");
+    JSON::Proxy root(tree);
+    Document<long long> integer(root, "integer");
+    Document<long long, JSON::Default<-1>> with_default(root, "other");
+    EXPECT_EQ(integer_in(integer), std::nullopt);
+    EXPECT_EQ(integer_in(with_default), -1);
+    EXPECT_EQ(integer_in(Document<long long>(root, "least")), std::numeric_limits<long long>::min());
+    integer.set(3);
+    EXPECT_EQ(integer_in(integer), 3);
+    Document<JSON::Number> number(root, "number");
+    for (JSON::Value const& none : {JSON::Value(1.5), JSON::Value(1e300),
+                                    JSON::Value(std::numeric_limits<unsigned long long>::max())}) {
+        number.set(none);
+        EXPECT_EQ(integer_in(number), std::nullopt);
+    }
+    Document<std::string> text(root, "text");
+    text.set("3");
+    EXPECT_EQ(integer_in(text), std::nullopt);
+}
+
 TEST(OmeDocument, GivesAndTakesAnyNumber) {
     JSON::Value tree;
     JSON::Proxy root(tree);

@@ -7,6 +7,10 @@ namespace OME {
 Light_Source::Light_Source(JSON::Proxy& parent, Position position)
     : Manufacturer_Specification_with_ID<Light_Source>(parent, position) {}
 
+std::optional<Quantity<Length>> Light_Source::wavelength() const {
+    return Quantity<Length>::from(wavelength_, wavelength_unit_);
+}
+
 std::optional<double> Light_Source::wavelength_in_meters() const {
     return in_coherent_SI<Length>(wavelength_, wavelength_unit_);
 }

@@ -38,7 +38,8 @@ public:
     Document<JSON::Boolean>& pockel_cell() { return pockel_cell_; }
     Document<JSON::Boolean> const& pockel_cell() const { return pockel_cell_; }
 
-    /// A number without a unit is one in nm.
+    /// The wavelength in the unit that it is stored with. A number without a unit is one in nm.
+    std::optional<Quantity<Length>> wavelength() const;
     std::optional<double> wavelength_in_meters() const;
     void set_wavelength(Quantity<Length> wavelength);
     /// A number without a unit is one in Hz.

@@ -33,14 +33,7 @@ std::optional<Objective::Immersion> Objective::immersion() const {
 }
 
 void Objective::set_immersion(Immersion immersion) {
-    JSON::Value const name(immersion);
-    if (immersion > Immersion::other) {
-        immersion_.set(Immersion::other);
-        extension_->other_immersion.set(name);
-    } else {
-        immersion_.set(name);
-        if (extension_.referent()) extension_->other_immersion.reset();
-    }
+    store_enumerator(immersion, Immersion::other, immersion_, extension_, &Extension::other_immersion);
 }
 
 std::optional<double> Objective::magnification() const {
