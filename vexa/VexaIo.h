@@ -24,6 +24,7 @@
 #include <vexa/bf/ZippedSegment.h>
 #include <vexa/bf/dbl.h>
 #include <vexa/foundation/Function.h>
+#include <vexa/foundation/box.h>
 #include <vexa/foundation/error.h>
 #include <vexa/foundation/exclusive_access.h>
 #include <vexa/foundation/export.h>
