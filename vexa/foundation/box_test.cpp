@@ -12,7 +12,7 @@ using Boxes = std::vector<Box>;
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
-double const none = std::numeric_limits<double>::quiet_NaN();
+constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr double epsilon = std::numeric_limits<double>::epsilon();
 
 /// A box that is from low to high on x, and from 0 to 1 on the others.
