@@ -53,6 +53,7 @@
 #include <vexa/ome/Annotation.h>
 #include <vexa/ome/Array.h>
 #include <vexa/ome/Band.h>
+#include <vexa/ome/Box_List.h>
 #include <vexa/ome/Dataset.h>
 #include <vexa/ome/Detector.h>
 #include <vexa/ome/Document.h>
@@ -77,6 +78,7 @@
 #include <vexa/ome/Registry.h>
 #include <vexa/ome/Root.h>
 #include <vexa/ome/Shape.h>
+#include <vexa/ome/Tile_Grid.h>
 #include <vexa/ome/Transmittance_Range.h>
 #include <vexa/ome/Units.h>
 #include <vexa/props/VPropFormat.h>
