@@ -72,6 +72,10 @@ void check_copy(OME::Root const& root) {
         detector = copy.ome.detectors()->front();
         detector.set_type(OME::Detector::Type::SPAD);
         VEXA_FUZZ_CHECK(detector.type() == OME::Detector::Type::SPAD);
+        if (!root.ome.ROIs().empty()) copy.ome.ROIs().emplace_back(root.ome.ROIs().front());
+        OME::ROI& region = *copy.ome.ROIs().emplace_back();
+        region.set_position_in_meters({1, 2, 3});
+        copy.ome.provide_first_folder().add(region);
         copy.ome.provide_first_instrument().set_pinhole_reference_wavelength({5, OME::Length::nm});
     } catch (JSON::Bad_Access const&) { // text in place of children
     }

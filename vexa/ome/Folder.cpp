@@ -14,6 +14,8 @@ Folder::Folder(JSON::Proxy& parent, Position position) : Element_with_ID<Folder>
 
 void Folder::remove(Folder const& folder) { folders_.remove(folder.id.value_or(JSON::Value())); }
 
+void Folder::remove(ROI const& region) { regions_.remove(region.id.value_or(JSON::Value())); }
+
 std::optional<JSON::Time_Point> Folder::creation_date() const {
     Extension const* extension = extension_.referent();
     JSON::Value const* text = extension ? extension->creation_date.content.value() : nullptr;
@@ -47,7 +49,7 @@ void Folder::reset_processing_grid() {
     if (extension_.referent()) extension_->processing.grid.reset();
 }
 
-void Folder::resolve_references() { resolve(folders_, extension_); }
+void Folder::resolve_references() { resolve(folders_, regions_, extension_); }
 
 Folder::Processing::Processing(JSON::Proxy& parent, Position position)
     : Element<Object_of_Documents>(parent, position) {}

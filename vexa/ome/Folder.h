@@ -8,6 +8,7 @@
 #include <vexa/ome/Annotation.h>
 #include <vexa/ome/Element.h>
 #include <vexa/ome/One_of.h>
+#include <vexa/ome/ROI.h>
 #include <vexa/ome/Reference.h>
 
 namespace OME {
@@ -29,6 +30,8 @@ public:
 
     void add(Folder& folder) { folders_.emplace_back(folder); }
     void remove(Folder const& folder);
+    void add(ROI& region) { regions_.emplace_back(region); }
+    void remove(ROI const& region);
 
     /// Empty if there is none, or its text is no time.
     std::optional<JSON::Time_Point> creation_date() const;
@@ -48,6 +51,7 @@ private:
     Document<std::string> name_{*this, "Name"};
     One_of<Text> description_{content, "Description"};
     Array_of<Reference<Folder>> folders_{content, "FolderRef"};
+    Array_of<Reference<ROI>> regions_{content, "ROIRef"};
     Abstract_References annotations_{content, "AnnotationRef"};
     Reference<Extension> extension_{annotations_};
 };

@@ -19,7 +19,7 @@ constexpr std::string_view schema_location = "http://www.openmicroscopy.org/Sche
 constexpr std::string_view UUID_prefix = "urn:uuid:";
 
 /// The children that have no class. They are kept, copied and cleared as they are.
-constexpr char const* parts_without_class[] = {"Image", "ROI"};
+constexpr char const* parts_without_class[] = {"Image"};
 
 std::optional<boost::uuids::uuid> UUID_in(std::string_view text) {
     if (!text.starts_with(UUID_prefix)) return std::nullopt;
@@ -60,6 +60,7 @@ OME& OME::operator=(OME const& other) {
     datasets_.clear();
     folders_.clear();
     instruments_.clear();
+    ROIs_.clear();
     annotations().clear();
     copy_parts_without_class(other);
     // Annotations with an owner are copied with it, and get identifiers above those that are copied here.
@@ -69,6 +70,7 @@ OME& OME::operator=(OME const& other) {
     datasets_ = other.datasets_;
     folders_ = other.folders_;
     instruments_ = other.instruments_;
+    ROIs_ = other.ROIs_;
     return *this;
 }
 
@@ -186,6 +188,11 @@ Array_of<Filter>* OME::array<Filter>() {
 }
 
 template <>
+Array_of<ROI>* OME::array<ROI>() {
+    return &ROIs_;
+}
+
+template <>
 Array_of<Annotation>* OME::array<Annotation>() {
     return &annotations();
 }
@@ -217,10 +224,11 @@ void OME::clear() {
     folders_.clear();
     instruments_.clear();
     for (char const* key : parts_without_class) JSON::Proxy(content, key).reset();
+    ROIs_.clear();
     annotations().clear();
 }
 
-void OME::resolve_references() { resolve(projects_, datasets_, folders_, instruments_); }
+void OME::resolve_references() { resolve(projects_, datasets_, folders_, instruments_, ROIs_); }
 
 template class One_of<OME>;
 

@@ -10,6 +10,7 @@
 #include <vexa/ome/Folder.h>
 #include <vexa/ome/Instrument.h>
 #include <vexa/ome/Project.h>
+#include <vexa/ome/ROI.h>
 
 namespace OME {
 
@@ -33,6 +34,8 @@ public:
     Array_of<Folder> const& folders() const { return folders_; }
     Array_of<Instrument>& instruments() { return instruments_; }
     Array_of<Instrument> const& instruments() const { return instruments_; }
+    Array_of<ROI>& ROIs() { return ROIs_; }
+    Array_of<ROI> const& ROIs() const { return ROIs_; }
     Array_of<Annotation>& annotations() { return annotations_.annotations(); }
     Array_of<Annotation> const& annotations() const { return annotations_.annotations(); }
 
@@ -107,6 +110,7 @@ private:
     Array_of<Folder> folders_{content, "Folder"};
     Array_of<Instrument> instruments_{content, "Instrument"};
     One_of<Structured_Annotations> annotations_{content, "StructuredAnnotations"};
+    Array_of<ROI> ROIs_{content, "ROI"};
 };
 
 template <>
@@ -127,6 +131,8 @@ template <>
 VEXA_API Array_of<Objective>* OME::array<Objective>();
 template <>
 VEXA_API Array_of<Filter>* OME::array<Filter>();
+template <>
+VEXA_API Array_of<ROI>* OME::array<ROI>();
 template <>
 VEXA_API Array_of<Annotation>* OME::array<Annotation>();
 template <>
