@@ -54,11 +54,12 @@ TEST(ExportXml, ChildrenComeInTheOrderOfTheSchema) {
     EXPECT_EQ(
         exported(
             R"(<ROI ID="ROI:1"><AnnotationRef ID="Annotation:1"/><Description>d</Description><Union/></ROI>)"
-            R"(<Image ID="Image:1"><Pixels><Plane/><MetadataOnly/><Channel><LightPath/><DetectorSettings/>)"
+            R"(<Image ID="Image:1"><Pixels ID="Pixels:1"><Plane/><MetadataOnly/><Channel ID="Channel:1"><LightPath/><DetectorSettings/>)"
             R"(</Channel></Pixels><Description>i</Description><AcquisitionDate>a</AcquisitionDate></Image>)"
             R"(<Dataset ID="Dataset:1"/><Project ID="Project:1"/>)"),
         R"(<Project ID="Project:1"/><Dataset ID="Dataset:1"/>)"
-        R"(<Image ID="Image:1"><AcquisitionDate>a</AcquisitionDate><Description>i</Description><Pixels><Channel>)"
+        R"(<Image ID="Image:1"><AcquisitionDate>a</AcquisitionDate><Description>i</Description><Pixels ID="Pixels:1">)"
+        R"(<Channel ID="Channel:1">)"
         R"(<DetectorSettings/><LightPath/></Channel><MetadataOnly/><Plane/></Pixels></Image>)"
         R"(<ROI ID="ROI:1"><Union/><AnnotationRef ID="Annotation:1"/><Description>d</Description></ROI>)");
 }
