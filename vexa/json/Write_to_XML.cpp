@@ -1,5 +1,6 @@
 #include <vexa/json/Write_to_XML.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <vector>
@@ -44,16 +45,28 @@ char* escape(std::string_view text, char* to) {
 /// Writes one document.
 class XML_Writer {
 public:
-    explicit XML_Writer(std::ostream& stream) : buffer_(&stream) {}
+    /// \param order null for the order of the names
+    explicit XML_Writer(std::ostream& stream, XML_Order order = nullptr) : buffer_(&stream), order_(order) {}
 
     void document(Value const& value);
 
 private:
     /// An element whose children are being written, and where this has come to.
     struct Open_Element {
+        Open_Element(std::string_view its_name, Map const& all, std::span<std::string_view const> names)
+            : name(its_name), children(&all), order(names), other(all.begin()), entry(all.end()) {
+            advance();
+        }
+        bool at_end() const { return entry == children->end(); }
+        /// Go on to the next entry: first to those that the order names, then to the others.
+        void advance();
+
         std::string_view name;
+        Map const* children;
+        std::span<std::string_view const> order;
+        std::size_t named = 0;     ///< how many names of the order have had their turn
+        Map::const_iterator other; ///< the first entry that may come when they all have
         Map::const_iterator entry;
-        Map::const_iterator end;
         List const* list = nullptr; ///< the elements of the entry, or null in front of it
         List::const_iterator item{};
     };
@@ -73,8 +86,21 @@ private:
     [[noreturn]] void refuse(std::string_view what, Value const& value);
 
     detail::Text_Buffer buffer_;
+    XML_Order order_;
     std::vector<Open_Element> open_;
 };
+
+void XML_Writer::Open_Element::advance() {
+    auto const end = children->end();
+    list = nullptr;
+    while (named < order.size()) {
+        entry = children->find(order[named++]);
+        if (entry != end) return;
+    }
+    while (other != end && std::find(order.begin(), order.end(), other->first) != order.end()) ++other;
+    entry = other;
+    if (other != end) ++other;
+}
 
 void XML_Writer::document(Value const& value) {
     Map const* const root = value.get_if<Map>();
@@ -112,7 +138,7 @@ void XML_Writer::content(std::string_view name, Value const& value) {
     if (children && children->empty()) return add("/>");
     add('>');
     if (children) {
-        open_.push_back({name, children->begin(), children->end()});
+        open_.emplace_back(name, *children, order_ ? order_(name) : std::span<std::string_view const>());
     } else {
         escaped(value, "XML content");
         end_tag(name);
@@ -122,7 +148,7 @@ void XML_Writer::content(std::string_view name, Value const& value) {
 /// Go on by one step in the innermost open element.
 void XML_Writer::next() {
     Open_Element& open = open_.back();
-    if (open.entry == open.end) {
+    if (open.at_end()) {
         end_tag(open.name);
         open_.pop_back();
     } else if (!open.list) {
@@ -130,8 +156,7 @@ void XML_Writer::next() {
         if (!open.list) refuse("array of XML elements", open.entry->second);
         open.item = open.list->begin();
     } else if (open.item == open.list->end()) {
-        ++open.entry;
-        open.list = nullptr;
+        open.advance();
     } else {
         Value const& current = *open.item++;
         if (open.item != open.list->end()) detail::fetch_ahead(*open.item);
@@ -181,5 +206,9 @@ void XML_Writer::refuse(std::string_view what, Value const& value) {
 } // namespace
 
 void write_to_XML(Value const& value, std::ostream& os) { XML_Writer(os).document(value); }
+
+void write_to_XML(Value const& value, std::ostream& os, XML_Order order) {
+    XML_Writer(os, order).document(value);
+}
 
 } // namespace JSON

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <iosfwd>
+#include <span>
+#include <string_view>
 
 #include <vexa/foundation/export.h>
 #include <vexa/json/Value.h>
@@ -24,5 +26,13 @@ namespace JSON {
 /// of these texts and the value as JSON behind it: "Invalid XML root element:", "Invalid XML element:",
 /// "Invalid array of XML elements:", "Invalid XML attribute:", "Invalid XML content:"
 VEXA_API void write_to_XML(Value const& value, std::ostream& os);
+
+/// What names the children of an element in the order in which they are written, each name once. The names stay
+/// as long as the tree is being written.
+using XML_Order = std::span<std::string_view const> (*)(std::string_view element);
+
+/// The same, but with the children of each element in the order that \p order gives for its name. Children that
+/// it doesn't name come behind these, in the order of their names.
+VEXA_API void write_to_XML(Value const& value, std::ostream& os, XML_Order order);
 
 } // namespace JSON

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 #include <sstream>
 #include <string>
 
@@ -71,6 +72,38 @@ TEST(WriteToXml, WhatWasReadComesBack) {
 TEST(WriteToXml, ChildrenAndAttributesComeInTheOrderOfTheirNames) {
     EXPECT_EQ(written(read("<r z='1' y='2' B='3'><b>1</b><a>2</a><b>3</b><C/></r>")),
               header + "<r B=\"3\" y=\"2\" z=\"1\"><C/><a>2</a><b>1</b><b>3</b></r>"s);
+}
+
+namespace {
+
+/// Writes the children of `r` as z, a, m and those of `m` as b, a.
+std::span<std::string_view const> order_of_two(std::string_view element) {
+    static constexpr std::string_view of_r[] = {"z", "a", "m"}, of_m[] = {"b", "a"};
+    if (element == "r") return of_r;
+    if (element == "m") return of_m;
+    return {};
+}
+
+std::string ordered(std::string const& text) {
+    std::ostringstream out;
+    write_to_XML(read(text), out, &order_of_two);
+    EXPECT_EQ(read(out.str()), read(text));
+    return out.str().substr(std::string_view(header).size());
+}
+
+} // namespace
+
+TEST(WriteToXml, ChildrenComeInTheOrderThatIsAskedFor) {
+    EXPECT_EQ(ordered("<r><a>1</a><m/><z>2</z><a>3</a></r>"), "<r><z>2</z><a>1</a><a>3</a><m/></r>");
+    EXPECT_EQ(ordered("<r><m><a/><b/><m><b/><a/></m></m></r>"), "<r><m><b/><a/><m><b/><a/></m></m></r>");
+    EXPECT_EQ(ordered("<r><a/></r>"), "<r><a/></r>");
+    EXPECT_EQ(ordered("<r>x</r>"), "<r>x</r>");
+}
+
+TEST(WriteToXml, ChildrenThatTheOrderLeavesOutComeBehindByTheirNames) {
+    EXPECT_EQ(ordered("<r><y/><n/><a/><z/><b/></r>"), "<r><z/><a/><b/><n/><y/></r>");
+    EXPECT_EQ(ordered("<r><y/><n/><B/></r>"), "<r><B/><n/><y/></r>");
+    EXPECT_EQ(ordered("<r><x><z/><a/></x></r>"), "<r><x><a/><z/></x></r>");
 }
 
 TEST(WriteToXml, ScalarsHaveOneFormInAttributesAndTexts) {

@@ -4,13 +4,13 @@
 #include <array>
 #include <cstdint>
 #include <exception>
-#include <memory>
 #include <set>
 #include <stdexcept>
 
-#include <expat.h>
 #include <fmt/format.h>
 #include <iconv.h>
+
+#include "parser.h"
 
 namespace OME {
 
@@ -104,8 +104,7 @@ bool describe_encoding(char const* name, std::array<int, 256>& codes) {
 class Import {
 public:
     explicit Import(std::vector<std::string>* dropped)
-        : dropped_(dropped), parser_(XML_ParserCreate(nullptr), &XML_ParserFree) {
-        if (!parser_) throw std::bad_alloc();
+        : dropped_(dropped), parser_(owned(XML_ParserCreate(nullptr))) {
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(parser_.get(), &on_start, &on_end);
         XML_SetCharacterDataHandler(parser_.get(), &on_text);
@@ -115,16 +114,8 @@ public:
     }
 
     std::string run(std::string_view text) {
-        constexpr std::size_t largest_piece = 1 << 30;
         out_ = header;
-        bool last = false;
-        while (!last) {
-            std::string_view const piece = text.substr(0, largest_piece);
-            text.remove_prefix(piece.size());
-            last = text.empty();
-            if (XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), last) != XML_STATUS_OK)
-                fail();
-        }
+        if (!parse(parser_.get(), text)) fail();
         return std::move(out_);
     }
 
@@ -238,7 +229,7 @@ private:
     std::vector<Open_Element> open_;
     std::exception_ptr failure_;
     std::string refusal_;
-    std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser_;
+    Parser parser_;
 };
 
 } // namespace
