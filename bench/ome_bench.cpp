@@ -66,6 +66,24 @@ void create_dyes(int count) {
     Vexa::bench::keep(dyes.size());
 }
 
+/// Planes one by one, as they arrive during acquisition.
+void create_planes(int count) {
+    OME::Root root("");
+    OME::Image::Dimensions const dimensions{.t = static_cast<std::uint64_t>(count)};
+    auto& image = *root.ome.images().emplace_back<OME::Image>(dimensions, nullptr, nullptr);
+    for (std::uint64_t t = 0; t < dimensions.t; ++t)
+        image.plane({.t = t}).set_position_in_meters({1e-3, 2e-3, 0});
+    Vexa::bench::keep(image.planes().size());
+}
+
+/// Time points one by one.
+void add_time_points(int count) {
+    OME::Root root("");
+    auto& image = *root.ome.images().emplace_back<OME::Image>(OME::Image::Dimensions{}, nullptr, nullptr);
+    for (int t = 1; t < count; ++t) image.add_t();
+    Vexa::bench::keep(image.planes().size());
+}
+
 std::size_t bytes_in_use() {
     auto const info = mallinfo2();
     return info.uordblks + info.hblkhd;
@@ -101,6 +119,18 @@ int main(int argc, char** argv) {
                    .target = 5.0 / 6,
                    .candidate = [] { create_dyes(200'000); },
                    .baseline = [] { create_dyes(20'000); },
+                   .scale = 10,
+                   .clock = Vexa::bench::Clock::thread});
+    table.compare({.name = "create/100000 over 10000 planes",
+                   .target = 5.0 / 6,
+                   .candidate = [] { create_planes(100'000); },
+                   .baseline = [] { create_planes(10'000); },
+                   .scale = 10,
+                   .clock = Vexa::bench::Clock::thread});
+    table.compare({.name = "create/100000 over 10000 time points",
+                   .target = 5.0 / 6,
+                   .candidate = [] { add_time_points(100'000); },
+                   .baseline = [] { add_time_points(10'000); },
                    .scale = 10,
                    .clock = Vexa::bench::Clock::thread});
     return table.run();

@@ -13,6 +13,7 @@
 #include <vexa/ome/Root.h>
 
 #include "fuzz.h"
+#include "ome_getters.h"
 
 namespace {
 
@@ -56,6 +57,26 @@ void check_that_it_reads_back(OME::Root const& root, bool is_changed) {
     VEXA_FUZZ_CHECK(opens);
 }
 
+/// Change an image and let it grow. Where that is refused, it stays as it was, but for the last step.
+void change(OME::Image& image) {
+    using Vexa::fuzz::call;
+    using Type = OME::Image_Modulo_Type;
+    call([&] { image.set_metadata_only(); });
+    call([&] { image.set_rotation_angle_in_degrees(30); });
+    call([&] { image.set_lifetime_increment_in_seconds(1e-9); });
+    call([&] { image.set_voxel_shape_in_meters({1, 2, 3}); });
+    constexpr std::uint64_t few = 1000; // a document may say that there are billions
+    if (image.layout().number_of_planes() < few) {
+        call([&] { image.plane({}).set_position_in_meters({1, 2, 3}); });
+        call([&] { image.add_t(); });
+        call([&] { image.add_modulo_t(Type::tile, {4, 5, 6}); });
+        call([&] { image.set_position_in_meters(VX::XYZ<double>{7, 8, 9}); });
+    }
+    call([&] { image.plane(image.end()); });
+    call([&] { image.add_channels(image); });
+    Vexa::fuzz::call_getters(image);
+}
+
 void check_copy(OME::Root const& root) {
     OME::Root copy("<OME><Project><AnnotationRef ID='Annotation:1'/></Project></OME>");
     try {
@@ -79,6 +100,8 @@ void check_copy(OME::Root const& root) {
         copy.ome.provide_first_instrument().set_pinhole_reference_wavelength({5, OME::Length::nm});
     } catch (JSON::Bad_Access const&) { // text in place of children
     }
+    for (OME::Image& image : copy.ome.images()) change(image);
+    check_that_it_reads_back(copy, true);
     copy.ome.clear();
     VEXA_FUZZ_CHECK(copy.registry().numbers<OME::Annotation>().all().empty());
 }
@@ -95,8 +118,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         return 0;
     } catch (OME::Invalid_Argument const&) {
         return 0;
+    } catch (OME::Invalid_Data const&) {
+        return 0;
     }
     root->resolve_references();
+    for (OME::Image const& image : root->ome.images()) Vexa::fuzz::call_getters(image);
     check_that_it_reads_back(*root, false);
     check_copy(*root);
     root->ome.reset();

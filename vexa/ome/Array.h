@@ -85,6 +85,8 @@ public:
     /// If it can't be made, nothing changes. An F that writes nothing is an element without attributes.
     template <typename F = E, typename... Arguments>
     iterator emplace_back(Arguments&&... arguments);
+    /// Move an element to another place, in front of \p next, which may be itself.
+    void move(iterator what, iterator next);
     /// Destroy the element and remove its entry.
     void erase(iterator where);
     void clear();

@@ -36,6 +36,16 @@ void Array_of<E>::make_items() {
 }
 
 template <typename E>
+void Array_of<E>::move(iterator what, iterator next) {
+    if (what == next) return;
+    JSON::List& list = this->get_value().template promote_as<JSON::List>();
+    auto const position = next == end() ? list.end() : *(*next).position();
+    list.splice(position, list, *(*what).position());
+    items_.splice(next.base(), items_, what.base());
+    index_.reset(); // which of two with one identifier is the first may have changed
+}
+
+template <typename E>
 void Array_of<E>::erase(iterator where) {
     auto const position = (*where).position();
     items_.erase(where.base());

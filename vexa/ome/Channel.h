@@ -17,6 +17,10 @@
 
 namespace OME {
 
+namespace detail {
+class Annotation_Users;
+}
+
 extern template class Element_with_ID<Channel>;
 
 /// One channel of an image: how its light was made, filtered and detected, what it shows and how it is shown.
@@ -162,7 +166,16 @@ public:
 
     void resolve_references() override;
 
+    /// Bring what earlier releases wrote up to date; see Root::update(). Throws as Image::update_1() does, and
+    /// as set_light_source().
+    /// \return whether there was something
+    bool update_1();
+    bool update_1(detail::Annotation_Users& users);
+    void update_2();
+
 private:
+    bool take_over_old(JSON::Value const& contents);
+    Dye const* shown_dye();
     template <typename Unit>
     Extension& extension_for(Quantity<Unit> quantity);
 

@@ -191,6 +191,23 @@ TEST_F(OmeFullElement, ArrayAppendsAndErases) {
     EXPECT_EQ(whole.parts.begin(), whole.parts.end());
 }
 
+TEST_F(OmeElement, ArrayMovesElements) {
+    auto& parts = whole.parts;
+    for (int i = 0; i < 4; ++i) parts.emplace_back()->number.set(i);
+    Part const& last = *std::prev(parts.end());
+    parts.move(std::prev(parts.end()), std::next(parts.begin()));
+    EXPECT_EQ(text(*tree.find("whole", 0, "", "part")),
+              R"([{"number":0},{"number":3},{"number":1},{"number":2}])");
+    EXPECT_EQ(&*std::next(parts.begin()), &last);
+    parts.move(parts.begin(), parts.end());
+    parts.move(parts.begin(), parts.begin());
+    parts.move(parts.begin(), std::next(parts.begin()));
+    EXPECT_EQ(text(*tree.find("whole", 0, "", "part")),
+              R"([{"number":3},{"number":1},{"number":2},{"number":0}])");
+    parts.erase(std::next(parts.begin()));
+    EXPECT_EQ(text(*tree.find("whole", 0, "", "part")), R"([{"number":3},{"number":2},{"number":0}])");
+}
+
 TEST_F(OmeElement, ArrayAppendsElementsThatCanBeWritten) {
     whole.parts.emplace_back();
     EXPECT_EQ(text(tree), R"({"whole":[{"":{"part":[{}]}}]})");
@@ -259,4 +276,13 @@ TEST(OmeArray, FindsByIdentifierWhateverHasChanged) {
     for (int again = 0; again < 3; ++again) EXPECT_EQ(&*datasets.find("Dataset:name"), &datasets.front());
     EXPECT_EQ(datasets.find(5), datasets.end());
     EXPECT_EQ(&*std::as_const(datasets).find("Dataset:name"), &datasets.front());
+}
+
+TEST(OmeArray, FindsTheFirstOfTwoThatChangedPlaces) {
+    Root root("");
+    auto& datasets = root.ome.datasets();
+    for (int i = 0; i < 2; ++i) datasets.emplace_back()->id.set("Dataset:7");
+    for (int again = 0; again < 3; ++again) EXPECT_EQ(datasets.find("Dataset:7"), datasets.begin());
+    datasets.move(std::next(datasets.begin()), datasets.begin());
+    for (int again = 0; again < 3; ++again) EXPECT_EQ(datasets.find("Dataset:7"), datasets.begin());
 }

@@ -14,6 +14,8 @@ Folder::Folder(JSON::Proxy& parent, Position position) : Element_with_ID<Folder>
 
 void Folder::remove(Folder const& folder) { folders_.remove(folder.id.value_or(JSON::Value())); }
 
+void Folder::remove(Image const& image) { images_.remove(image.id.value_or(JSON::Value())); }
+
 void Folder::remove(ROI const& region) { regions_.remove(region.id.value_or(JSON::Value())); }
 
 std::optional<JSON::Time_Point> Folder::creation_date() const {
@@ -49,7 +51,7 @@ void Folder::reset_processing_grid() {
     if (extension_.referent()) extension_->processing.grid.reset();
 }
 
-void Folder::resolve_references() { resolve(folders_, regions_, extension_); }
+void Folder::resolve_references() { resolve(folders_, images_, regions_, extension_); }
 
 Folder::Processing::Processing(JSON::Proxy& parent, Position position)
     : Element<Object_of_Documents>(parent, position) {}

@@ -7,6 +7,7 @@
 #include <vexa/json/Time_Point.h>
 #include <vexa/ome/Annotation.h>
 #include <vexa/ome/Element.h>
+#include <vexa/ome/Image.h>
 #include <vexa/ome/One_of.h>
 #include <vexa/ome/ROI.h>
 #include <vexa/ome/Reference.h>
@@ -30,6 +31,9 @@ public:
 
     void add(Folder& folder) { folders_.emplace_back(folder); }
     void remove(Folder const& folder);
+    void add(Image& image) { images_.emplace_back(image); }
+    void remove(Image const& image);
+    Array_of<Reference<Image>> const& images() const { return images_; }
     void add(ROI& region) { regions_.emplace_back(region); }
     void remove(ROI const& region);
 
@@ -51,6 +55,7 @@ private:
     Document<std::string> name_{*this, "Name"};
     One_of<Text> description_{content, "Description"};
     Array_of<Reference<Folder>> folders_{content, "FolderRef"};
+    Array_of<Reference<Image>> images_{content, "ImageRef"};
     Array_of<Reference<ROI>> regions_{content, "ROIRef"};
     Abstract_References annotations_{content, "AnnotationRef"};
     Reference<Extension> extension_{annotations_};

@@ -18,9 +18,6 @@ constexpr std::string_view schema_location = "http://www.openmicroscopy.org/Sche
                                              "http://www.openmicroscopy.org/Schemas/OME/2016-06/ome.xsd";
 constexpr std::string_view UUID_prefix = "urn:uuid:";
 
-/// The children that have no class. They are kept, copied and cleared as they are.
-constexpr char const* parts_without_class[] = {"Image"};
-
 std::optional<boost::uuids::uuid> UUID_in(std::string_view text) {
     if (!text.starts_with(UUID_prefix)) return std::nullopt;
     return JSON::Value_Cast<boost::uuids::uuid, 0>::to_if(text.substr(UUID_prefix.size()));
@@ -60,9 +57,9 @@ OME& OME::operator=(OME const& other) {
     datasets_.clear();
     folders_.clear();
     instruments_.clear();
+    images_.clear();
     ROIs_.clear();
     annotations().clear();
-    copy_parts_without_class(other);
     // Annotations with an owner are copied with it, and get identifiers above those that are copied here.
     for (Annotation const& annotation : other.annotations())
         if (!annotation.is_referred()) *annotations().emplace_back() = annotation;
@@ -70,19 +67,9 @@ OME& OME::operator=(OME const& other) {
     datasets_ = other.datasets_;
     folders_ = other.folders_;
     instruments_ = other.instruments_;
+    images_ = other.images_;
     ROIs_ = other.ROIs_;
     return *this;
-}
-
-void OME::copy_parts_without_class(OME const& other) {
-    for (char const* key : parts_without_class) {
-        JSON::Value const* part = other.content.has_value() ? other.content.value()->find(key) : nullptr;
-        JSON::Proxy target(content, key);
-        if (part)
-            target.set(*part);
-        else
-            target.reset();
-    }
 }
 
 Project& OME::provide_first_project() {
@@ -188,6 +175,11 @@ Array_of<Filter>* OME::array<Filter>() {
 }
 
 template <>
+Array_of<Image>* OME::array<Image>() {
+    return &images_;
+}
+
+template <>
 Array_of<ROI>* OME::array<ROI>() {
     return &ROIs_;
 }
@@ -223,12 +215,12 @@ void OME::clear() {
     datasets_.clear();
     folders_.clear();
     instruments_.clear();
-    for (char const* key : parts_without_class) JSON::Proxy(content, key).reset();
+    images_.clear();
     ROIs_.clear();
     annotations().clear();
 }
 
-void OME::resolve_references() { resolve(projects_, datasets_, folders_, instruments_, ROIs_); }
+void OME::resolve_references() { resolve(projects_, datasets_, folders_, images_, instruments_, ROIs_); }
 
 template class One_of<OME>;
 

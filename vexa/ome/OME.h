@@ -8,6 +8,7 @@
 #include <vexa/foundation/export.h>
 #include <vexa/ome/Annotation.h>
 #include <vexa/ome/Folder.h>
+#include <vexa/ome/Image.h>
 #include <vexa/ome/Instrument.h>
 #include <vexa/ome/Project.h>
 #include <vexa/ome/ROI.h>
@@ -34,6 +35,8 @@ public:
     Array_of<Folder> const& folders() const { return folders_; }
     Array_of<Instrument>& instruments() { return instruments_; }
     Array_of<Instrument> const& instruments() const { return instruments_; }
+    Array_of<Image>& images() { return images_; }
+    Array_of<Image> const& images() const { return images_; }
     Array_of<ROI>& ROIs() { return ROIs_; }
     Array_of<ROI> const& ROIs() const { return ROIs_; }
     Array_of<Annotation>& annotations() { return annotations_.annotations(); }
@@ -98,8 +101,6 @@ public:
     void resolve_references() override;
 
 private:
-    void copy_parts_without_class(OME const& other);
-
     Document<std::string> namespace_{*this, "xmlns"};
     Document<std::string> instance_namespace_{*this, "xmlns:xsi"};
     Document<std::string> schema_location_{*this, "xsi:schemaLocation"};
@@ -109,6 +110,7 @@ private:
     Array_of<Dataset> datasets_{content, "Dataset"};
     Array_of<Folder> folders_{content, "Folder"};
     Array_of<Instrument> instruments_{content, "Instrument"};
+    Array_of<Image> images_{content, "Image"};
     One_of<Structured_Annotations> annotations_{content, "StructuredAnnotations"};
     Array_of<ROI> ROIs_{content, "ROI"};
 };
@@ -131,6 +133,8 @@ template <>
 VEXA_API Array_of<Objective>* OME::array<Objective>();
 template <>
 VEXA_API Array_of<Filter>* OME::array<Filter>();
+template <>
+VEXA_API Array_of<Image>* OME::array<Image>();
 template <>
 VEXA_API Array_of<ROI>* OME::array<ROI>();
 template <>

@@ -65,8 +65,8 @@ TEST(OmeRoot, DeclaresTheReleaseWhateverWasRead) {
 
 TEST(OmeRoot, KeepsWhatHasNoClass) {
     std::string const children =
-        R"(<Image ID="Image:1"><Pixels SizeX="3"/></Image><Instrument ID="Instrument:1"/>)"
-        R"(<Instrument ID="Instrument:2"/><Unknown a="b">text</Unknown>)";
+        R"(<Image ID="Image:1"><Pixels ID="Pixels:1" SizeX="3"><BinData>AA</BinData></Pixels></Image>)"
+        R"(<Instrument ID="Instrument:1"/><Instrument ID="Instrument:2"/><Unknown a="b">text</Unknown>)";
     EXPECT_EQ(Root(with(children)).XML(), with(children));
 }
 
