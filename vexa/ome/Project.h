@@ -37,6 +37,12 @@ public:
     void remove(Dataset const& dataset);
     void resolve_references() override;
 
+    /// Bring what earlier releases wrote up to date; see Root::update().
+    /// \return whether there was something
+    /// \throws std::invalid_argument "stoul" for a colour that is no number
+    bool update_1();
+    bool update_2();
+
 private:
     Document<std::string> name_{*this, "Name"};
     One_of<Text> description_{content, "Description"};

@@ -64,6 +64,7 @@ TEST_F(ProjectTest, FindsItsFieldsAgainWhenItIsRead) {
     project.name().set("n");
     project.description().set("d");
     project.provide_dyes().emplace_back()->name().set("dye");
+    project.update_2(); // as reading does
     Root const read(root.XML());
     EXPECT_EQ(*read.ome.first_project()->name().value(), JSON::Value("n"));
     EXPECT_EQ(*read.ome.first_project()->description().value(), JSON::Value("d"));

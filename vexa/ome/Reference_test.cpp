@@ -157,7 +157,7 @@ TEST_F(OmeReference, ToAConstElementCreatesNothing) {
 TEST_F(OmeReference, WithFieldsOfItsOwnIsReadCopiedAndReset) {
     Root read(R"(<OME><Project><AnnotationRef ID="Annotation:1"/></Project><settings ID="Dye:4" level="2.5"/>
 <StructuredAnnotations><XMLAnnotation ID="Annotation:1" Namespace="urn:vexa/ome/project/extension">
-<Value><extension><dye ID="Dye:4"/></extension></Value></XMLAnnotation></StructuredAnnotations></OME>)");
+<Value><extension><band ID="Band:1"/><dye ID="Dye:4"/></extension></Value></XMLAnnotation></StructuredAnnotations></OME>)");
     One_of<Settings> settings(read.ome.content, "settings"), copy(read.ome.content, "copy");
     settings.resolve_references();
     EXPECT_EQ(settings.referent(), &read.find_dye("Dye:4"));

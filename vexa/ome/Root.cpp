@@ -5,6 +5,7 @@
 #include <vexa/json/Write_to_XML.h>
 #include <vexa/json/XML_Reader.h>
 #include <vexa/ome/Invalid.h>
+#include <vexa/ome/Old_Annotation_internal.h>
 
 namespace OME {
 
@@ -28,7 +29,10 @@ auto& found_in(Array* array, JSON::Value const& id, char const* message) {
 
 } // namespace
 
-Root::Root(std::string const& xml) : Object_of_Documents(convert(xml)) { resolve_references(); }
+Root::Root(std::string const& xml) : Object_of_Documents(convert(xml)) {
+    resolve_references();
+    update();
+}
 
 Root& Root::operator=(Root const& other) {
     if (this == &other) return *this;
@@ -38,6 +42,24 @@ Root& Root::operator=(Root const& other) {
 }
 
 void Root::resolve_references() { ome.resolve_references(); }
+
+void Root::update() {
+    update_1();
+    update_2();
+}
+
+void Root::update_1() {
+    Project* const project = ome.first_project();
+    bool const project_updated = project && project->update_1();
+    detail::Annotation_Users users(*value());
+    for (Image& image : ome.images())
+        if (!image.update_1(users) && !project_updated) return;
+}
+
+void Root::update_2() {
+    if (Project* const project = ome.first_project()) project->update_2();
+    for (Image& image : ome.images()) image.update_2();
+}
 
 void Root::write_XML(std::ostream& stream) const { JSON::write_to_XML(*value(), stream); }
 

@@ -22,16 +22,33 @@ class VEXA_API Root : public Object_of_Documents {
 public:
     /// Read a document; an empty text gives a new one.
     ///
-    /// \note Deliberate: a document with another root element than "OME" gives an empty one, which can't be written as long as
-    /// the other element stays beside it. A text that ends early gives what was read so far.
+    /// \note Deliberate: a document with another root element than "OME" gives an empty one, which can't be
+    /// written as long as the other element stays beside it. A text that ends early gives what was read so
+    /// far.
     /// \throws JSON::XML_Reader::Unexpected for a fault in the XML
     /// \throws std::bad_variant_access for an attribute of the wrong form
     /// \throws Invalid_Argument "Incomplete data: missing {}." for a reference to a missing element
+    /// \throws Invalid_Data "Invalid step modulo Z." or "Invalid range modulo Z." (C, T) for an image whose
+    /// axis is divided into a number of steps that is none
+    /// \throws JSON::Bad_Access for text where an image has children
     explicit Root(std::string const& xml);
     /// Take over all that \p other holds, and resolve the references.
     Root& operator=(Root const& other);
 
     void resolve_references() override;
+
+    /// Bring what earlier releases wrote up to date, in place; reading does it. Documents of this release stay as
+    /// they are.
+    ///
+    /// update_1() moves what stood in annotations without a class into the extensions of the first project, of
+    /// images and of their channels. Annotations are known by their contents; others are left alone.
+    /// \note Deliberate: an image without such data ends it, unless the project had some.
+    /// update_2() makes a band for each dye of a first project that has dyes and no bands, and ties channels to
+    /// the band that stands for their dye.
+    /// \throws as Project::update_1() and Image::update_1() do
+    void update();
+    void update_1();
+    void update_2();
 
     /// \throws std::invalid_argument as JSON::write_to_XML() does
     void write_XML(std::ostream& stream) const;
