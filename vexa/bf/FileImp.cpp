@@ -11,6 +11,7 @@
 #include <vexa/bf/position_guard_internal.h>
 #include <vexa/bf/record_reader_internal.h>
 #include <vexa/bf/records_internal.h>
+#include <vexa/ome/Root.h>
 #include <vexa/foundation/error.h>
 
 namespace Vexa {
@@ -75,7 +76,7 @@ void FileImp::attach_imp(Mode mode) {
 
 /// Nothing of an earlier file may show in the next one, apart from tags that were set for it.
 void FileImp::forget_closed_file() {
-    if (std::exchange(file_was_closed_, false)) tags_.clear();
+    if (std::exchange(file_was_closed_, false)) forget_tags();
     description_.clear();
     format_version_ = 2;
     link_position_ = metadata_position_ = metadata_end_position_ = metadata_link_position_ = 0;
@@ -98,6 +99,7 @@ void FileImp::read_file() {
         PositionGuard back(*this);
         seek(metadata_position_);
         read_metadata();
+        metadata_root_.reset();
         metadata_end_position_ = tell();
         back.restore();
     }
@@ -149,6 +151,7 @@ void FileImp::end_writing(bool truncate) {
     write_pending_header();
     end_stacks(truncate);
     if (format_version_ > 1) {
+        save_metadata();
         metadata_position_ = tell();
         PositionGuard back(*this);
         seek(metadata_link_position_);

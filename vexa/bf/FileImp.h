@@ -81,6 +81,7 @@ public:
     /// \note Deliberate: a dimension below 2 ends the shape, whatever follows it.
     int open_bf_dbl(std::filesystem::path const& path);
 
+    OME::Root& metadata() override;
     /// Write a list entry per tag, in key order, without the end of the list.
     void write_tags(std::map<std::string, std::string> const& tags);
     /// Write the end of a tag list.
@@ -118,9 +119,11 @@ public:
 private:
     std::shared_ptr<StackInterface> add_stack(std::shared_ptr<StackImp> const& stack);
     void settle(StackImp& earlier, bool next_is_chunk_wise);
+    void add_image_of(StackImp const& stack);
 
     void attach_imp(Mode mode);
     void forget_closed_file();
+    void forget_tags();
     void read_file();
     void read_stack_chain(unsigned long first_position);
     void read_metadata();
@@ -129,6 +132,7 @@ private:
     void end_stacks(bool truncate);
     void pad(StackImp& stack);
     void end_writing(bool truncate);
+    void save_metadata();
     void write_metadata();
 
     unsigned long link_position_ = 0; ///< of the field that receives the position of the next stack
@@ -143,6 +147,7 @@ private:
     std::string description_;
     std::uint32_t format_version_ = 2;
     std::map<std::string, std::string> tags_;
+    std::unique_ptr<OME::Root> metadata_root_; ///< null until it is asked for
     bool const no_metadata_;
     unsigned long metadata_position_ = 0;
     unsigned long metadata_end_position_ = 0;

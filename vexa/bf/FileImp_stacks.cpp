@@ -68,6 +68,7 @@ std::shared_ptr<StackInterface> FileImp::add_stack(std::shared_ptr<StackImp> con
                   [](StackImp* earlier) { return earlier->io_status() == stack_status::complete; });
     stacks_.push_back(stack);
     unfinished_.push_back(stack.get());
+    if (!no_metadata_) add_image_of(*stack);
     return stack;
 }
 

@@ -5,12 +5,17 @@
 #include <stdexcept>
 #include <utility>
 
+#include <vexa/bf/StackImp.h>
 #include <vexa/bf/position_guard_internal.h>
 #include <vexa/bf/record_reader_internal.h>
+#include <vexa/ome/OME_Utilities.h>
+#include <vexa/ome/Root.h>
 
 namespace Vexa::bf {
 
 namespace {
+
+constexpr char const* metadata_key = "ome_xml";
 
 void require_key(std::string const& key) {
     if (key.empty()) throw std::invalid_argument("Empty tag key.");
@@ -20,7 +25,7 @@ void require_key(std::string const& key) {
 
 void FileImp::set_tag(std::string const& key, std::string const& value) {
     require_key(key);
-    if (!is_open() && std::exchange(file_was_closed_, false)) tags_.clear();
+    if (!is_open() && std::exchange(file_was_closed_, false)) forget_tags();
     tags_[key] = value;
 }
 
@@ -57,6 +62,45 @@ void FileImp::write_metadata() {
     else if (!no_metadata_)
         write_tags(tags_);
     write_sentinel_tag();
+}
+
+void FileImp::forget_tags() {
+    tags_.clear();
+    metadata_root_.reset();
+}
+
+// The document
+
+OME::Root& FileImp::metadata() {
+    if (!metadata_root_) {
+        auto const stored = tags_.find(metadata_key);
+        metadata_root_ = std::make_unique<OME::Root>(stored == tags_.end() ? std::string() : stored->second);
+    }
+    return *metadata_root_;
+}
+
+void FileImp::add_image_of(StackImp const& stack) {
+    OME::Image::Dimensions dimensions;
+    fill_type(dimensions, stack);
+    fill_shape(dimensions, stack);
+    OME::Image& image = *metadata().ome.images().emplace_back(dimensions, nullptr, nullptr);
+    fill_name(image, stack);
+    fill_description(image, stack);
+    fill_acquisition_date(image, stack);
+}
+
+/// Put the document into the tags, before anything of them is on disk. A stored one that can't be read, and that
+/// nobody has asked for, stays as it is.
+void FileImp::save_metadata() {
+    if (write_metadata_cb_ || no_metadata_) return;
+    if (!metadata_root_ && tags_.contains(metadata_key)) {
+        try {
+            metadata();
+        } catch (std::exception const&) {
+            return;
+        }
+    }
+    tags_[metadata_key] = metadata().XML();
 }
 
 // The list

@@ -27,6 +27,15 @@ std::shared_ptr<FileImp> make_file(bool no_metadata = false) {
 std::string const magic("VEXA_BF\n\xFF\xFF", 10);
 
 /// A file without stacks.
+/// What every file with metadata has among its tags: a document without images.
+std::string const empty_document =
+    counted("ome_xml") +
+    counted(
+        R"(<?xml version="1.0" encoding="UTF-8"?><OME xmlns="http://www.openmicroscopy.org/Schemas/OME/2016-06" )"
+        R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
+        R"(xsi:schemaLocation="http://www.openmicroscopy.org/Schemas/OME/2016-06 )"
+        R"(http://www.openmicroscopy.org/Schemas/OME/2016-06/ome.xsd"/>)");
+
 std::string plain_file(std::string const& description, std::string const& tag_list,
                        std::uint32_t version = 2) {
     std::string file = magic + bytes_of(version) + zero_bytes(8) + counted(description);
@@ -56,9 +65,9 @@ TEST_F(FileImpTest, WithoutStacksHasTheseBytes) {
                                             "\1\0\0\0a"
                                             "\0\0\0\0"
                                             "\1\0\0\0b"
-                                            "\6\0\0\0second"
-                                            "\0\0\0\0",
-                                            67));
+                                            "\6\0\0\0second",
+                                            63) +
+                                    empty_document + zero_bytes(4));
 }
 
 TEST_F(FileImpTest, WithoutMetadataEndsInAnEmptyTagList) {
@@ -79,7 +88,7 @@ TEST_F(FileImpTest, OpenedToCreateWritesNothingYet) {
 
 TEST_F(FileImpTest, FinishedByItsDestructorIsWhole) {
     Vexa::open_file(path, Mode::create)->set_tag("k", "v");
-    EXPECT_EQ(read_bytes(path), plain_file("", counted("k") + counted("v") + zero_bytes(4)));
+    EXPECT_EQ(read_bytes(path), plain_file("", counted("k") + counted("v") + empty_document + zero_bytes(4)));
 }
 
 TEST_F(FileImpTest, CreatedInAStreamPutsAbsolutePositionsBehindWhatIsThere) {
@@ -89,9 +98,9 @@ TEST_F(FileImpTest, CreatedInAStreamPutsAbsolutePositionsBehindWhatIsThere) {
     file->attach(stream.get(), Mode::create);
     EXPECT_EQ(file->detach(), stream.get());
     std::string const bytes = stream.bytes();
-    EXPECT_EQ(bytes,
-              "front" + magic + bytes_of(2u) + zero_bytes(12) + bytes_of(std::uint64_t{39}) + zero_bytes(4));
-    EXPECT_EQ(stream.position(), 43);
+    EXPECT_EQ(bytes, "front" + magic + bytes_of(2u) + zero_bytes(12) + bytes_of(std::uint64_t{39}) +
+                         empty_document + zero_bytes(4));
+    EXPECT_EQ(stream.position(), 343);
 }
 
 // Reading
@@ -267,7 +276,7 @@ TEST_F(FileImpTest, ThatIsAttachedIsNotClosed) {
     VEXA_EXPECT_THROWS(file->close(), std::runtime_error, "File not opened with open(), cannot close.");
     EXPECT_TRUE(file->is_open());
     file->detach();
-    EXPECT_EQ(stream.bytes(), plain_file("", zero_bytes(4)));
+    EXPECT_EQ(stream.bytes(), plain_file("", empty_document + zero_bytes(4)));
     EXPECT_EQ(file->detach(), nullptr);
 }
 
@@ -275,7 +284,7 @@ TEST_F(FileImpTest, GivesAwayAStreamItOpened) {
     auto const file = Vexa::open_file(path, Mode::create);
     FILE* const stream = file->detach();
     ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(read_bytes(path), plain_file("", zero_bytes(4))) << "flushed";
+    EXPECT_EQ(read_bytes(path), plain_file("", empty_document + zero_bytes(4))) << "flushed";
     std::fclose(stream);
 }
 
@@ -306,7 +315,7 @@ TEST_F(FileImpTest, ClosedAfterModifyingLosesItsMagic) {
     write_bytes(path, before);
     auto const file = Vexa::open_file(path, Mode::modify);
     file->close();
-    std::string expected = before + counted("k") + counted("v") + zero_bytes(4);
+    std::string expected = before + counted("k") + counted("v") + empty_document + zero_bytes(4);
     put(expected, 0, std::uint64_t{before.size()});
     EXPECT_EQ(read_bytes(path), expected);
     VEXA_EXPECT_THROWS(Vexa::open_file(path, Mode::read), std::runtime_error, "No VBF file header found.");
@@ -317,7 +326,7 @@ TEST_F(FileImpTest, CreatedAndModifiedByOneObjectLosesItsMagicToo) {
     file->close();
     file->open(path, Mode::modify);
     file->close();
-    EXPECT_EQ(value_at<std::uint64_t>(read_bytes(path), 0), 38u);
+    EXPECT_EQ(value_at<std::uint64_t>(read_bytes(path), 0), 338u);
 }
 
 TEST_F(FileImpTest, ShowsNothingOfAFileOpenedEarlier) {
@@ -336,7 +345,8 @@ TEST_F(FileImpTest, ShowsNothingOfAFileOpenedEarlier) {
     auto const second = folder / "b.vbf";
     file->open(second, Mode::create);
     file->close();
-    EXPECT_EQ(read_bytes(second), plain_file("", counted("n") + counted("w") + zero_bytes(4)));
+    EXPECT_EQ(read_bytes(second),
+              plain_file("", counted("n") + counted("w") + empty_document + zero_bytes(4)));
 }
 
 // Tags

@@ -17,6 +17,9 @@
 namespace Vexa::arrays {
 class StackInterface;
 }
+namespace OME {
+class Root;
+}
 
 namespace Vexa::bf {
 
@@ -156,6 +159,13 @@ public:
 
     virtual ~FileInterface();
 
+    /// The file's OME document, which has an image for each stack that was added, in their order. It is the
+    /// tag "ome_xml", read when it is first asked for, or a new one without that tag; in a file that can be
+    /// written it becomes that tag again when the file is finished.
+    ///
+    /// Owns: the file, until it is opened anew or, once closed, until a tag is set.
+    /// \throws what OME::Root::Root() throws for a damaged document; the stacks stay within reach
+    virtual OME::Root& metadata() = 0;
     /// Set a tag in memory; it reaches the disk when the file is finished, unless the file was made without
     /// metadata. Tags set before open() count for the file opened next; those of a file that was closed are
     /// forgotten with the next open() or set_tag().
@@ -170,7 +180,8 @@ public:
 namespace Vexa {
 
 /// Make a file object, not yet open.
-/// \param no_metadata neither write nor load tags
+/// \param no_metadata neither write nor load tags, and keep no OME document in line with the stacks. Without
+/// it, stacks need a type and a shape that OME knows, see fill_type() and fill_shape().
 VEXA_API std::shared_ptr<bf::FileInterface> create_file(bool no_metadata);
 
 /// Make a file object and open it.

@@ -74,7 +74,7 @@ protected:
 
     TemporaryFolder folder;
     std::filesystem::path const path = folder / "a.vbf";
-    std::shared_ptr<FileImp> file = std::make_shared<FileImp>(false);
+    std::shared_ptr<FileImp> file = std::make_shared<FileImp>(true);
 };
 
 // The commit
@@ -244,7 +244,7 @@ TEST_F(StackWriting, OfATypeWithoutElementSizeIsRefusedBeforeAnythingIsOnDisk) {
         EXPECT_EQ(stack->io_status(), stack_status::uncommitted);
         file.reset();
         expect_holds({});
-        file = std::make_shared<FileImp>(false);
+        file = std::make_shared<FileImp>(true);
         file->open(path, Mode::create);
     }
 }

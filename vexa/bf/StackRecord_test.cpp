@@ -30,7 +30,11 @@ using Vexa::units::RuntimeValue;
 
 class StackRecordTest : public ::testing::Test {
 protected:
-    std::shared_ptr<FileInterface> create() { return Vexa::open_file(path, Mode::create); }
+    std::shared_ptr<FileInterface> create() {
+        auto const file = Vexa::create_file(true);
+        file->open(path, Mode::create);
+        return file;
+    }
     std::shared_ptr<FileInterface> open() { return Vexa::open_file(path, Mode::read); }
     std::shared_ptr<FileInterface> open(std::vector<RawStack> const& stacks) {
         write_bytes(path, file_of(stacks));
