@@ -28,7 +28,8 @@ constexpr std::size_t footer_size = 1528, footer_end_offset = 1444;
 
 /// A file of stacks of `size` x `size` bytes.
 std::filesystem::path make_file(std::filesystem::path const& path, unsigned long size) {
-    auto const file = Vexa::open_file(path, Mode::create);
+    auto const file = Vexa::create_file(true);
+    file->open(path, Mode::create);
     std::vector<unsigned char> const samples(size * size, 1);
     for (int i = 0; i < stack_count; ++i) {
         auto const stack = file->add_stack(Vexa::types::uint8, {size, size}, false);

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <random>
+#include <stdexcept>
+
+#include <vexa/ome/OME_Utilities.h>
 
 namespace {
 
@@ -44,6 +47,18 @@ std::vector<float> as_stored(std::vector<float> const& samples) {
     return result;
 }
 
+/// Whether an OME image can describe a stack.
+bool has_image(Vexa::arrays::StackInfoInterface const& description) {
+    try {
+        OME::Image::Dimensions dimensions;
+        Vexa::fill_type(dimensions, description);
+        Vexa::fill_shape(dimensions, description);
+        return true;
+    } catch (std::invalid_argument const&) {
+        return false;
+    }
+}
+
 } // namespace
 
 Acquisition::Acquisition(Camera& camera, std::string const& path, std::string const& preview_path,
@@ -57,29 +72,34 @@ Acquisition::Acquisition(Camera& camera, std::string const& path, std::string co
 void Acquisition::add_stacks(std::string const& path, std::string const& preview_path) {
     unsigned long const width = camera_.width, height = camera_.height, planes = camera_.planes;
     Vexa::bf::WriteMode const chunk_wise = WriteModeFlags::chunk_wise;
-    file_ = Vexa::open_file(path, DiskFile::Mode::create);
-    auto const raw = file_->add_stack(camera_.type, {width, height, planes}, chunk_wise, false);
-    describe(*raw, "raw", 1);
+    // A file has an OME document, with an image for each stack, made from the stack's description. It can't
+    // describe samples of each type.
+    auto const raw_description = description(camera_.type, {width, height, planes}, "raw", 1);
+    file_ = Vexa::create_file(!has_image(raw_description));
+    file_->open(path, DiskFile::Mode::create);
+    auto const raw = file_->add_stack(raw_description, chunk_wise, 0, false);
+    raw->set_compression(1, 1);
     // The noise of real numbers fills all of their bits: there is nothing to gain.
     if (camera_.type == types::single || camera_.type == types::double_) raw->set_compression(0, 0);
     // A last axis of 0 makes a stack that grows.
-    auto const smooth = file_->add_stack(types::single, {width, height, 0}, chunk_wise, false);
-    describe(*smooth, "smoothed", 1);
+    auto const smooth =
+        file_->add_stack(description(types::single, {width, height, 0}, "smoothed", 1), chunk_wise, 0, false);
+    smooth->set_compression(1, 1);
     preview_file_ = Vexa::open_file(preview_path, DiskFile::Mode::create);
-    auto const preview =
-        preview_file_->add_stack(types::uint16, {(width + 1) / 2, (height + 1) / 2, planes}, false);
-    describe(*preview, "preview", 2);
+    auto const preview = preview_file_->add_stack(
+        description(types::uint16, {(width + 1) / 2, (height + 1) / 2, planes}, "preview", 2), 0, false);
+    preview->set_compression(1, 1);
     // Another stack may now be added to that file, behind the room of this one.
     preview->reserve(0);
     channels_ = {{raw, "raw", {}, 0}, {smooth, "smoothed", {}, 0}, {preview, "preview", {}, 0}};
 }
 
-void Acquisition::describe(Vexa::bf::StackInterface& stack, std::string const& name,
-                           double pixels_for_each) const {
+Vexa::arrays::StackInfoImp Acquisition::description(int type, std::vector<std::size_t> const& shape,
+                                                    std::string const& name, double pixels_for_each) const {
+    Vexa::arrays::StackInfoImp stack(type, shape);
     stack.set_name(name);
+    if (camera_.pixel_metres <= 0) return stack;
     stack.set_labels({"X", "Y", "Z"});
-    stack.set_compression(1, 1);
-    if (camera_.pixel_metres <= 0) return stack.set_labels({"", "", ""});
     Vexa::units::RuntimeValue metre;
     metre.set_value("m", 1.0);
     double const steps[] = {camera_.pixel_metres * pixels_for_each, camera_.pixel_metres * pixels_for_each,
@@ -91,6 +111,7 @@ void Acquisition::describe(Vexa::bf::StackInterface& stack, std::string const& n
         auto const size = std::max<std::size_t>(stack.shape()[axis], 1);
         stack.set_length(axis, steps[axis] * static_cast<double>(size));
     }
+    return stack;
 }
 
 /// Places that are remembered: parts of a line somewhere in each stack, and its very first and last samples.

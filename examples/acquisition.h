@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <vexa/arrays/StackInfoImp.h>
 #include <vexa/bf/FileInterface.h>
 #include <vexa/bf/StackInterface.h>
 #include <vexa/foundation/io.h>
@@ -56,7 +57,8 @@ public:
 
 private:
     void add_stacks(std::string const& path, std::string const& preview_path);
-    void describe(Vexa::bf::StackInterface& stack, std::string const& name, double pixels_for_each) const;
+    Vexa::arrays::StackInfoImp description(int type, std::vector<std::size_t> const& shape,
+                                           std::string const& name, double pixels_for_each) const;
     void choose_windows();
     void write(Channel& channel, std::uint32_t plane, int type, void const* samples,
                std::vector<float> const& values);

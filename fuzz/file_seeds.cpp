@@ -81,8 +81,11 @@ void add_tagged(File& file) {
     stack->write(types::uint8, "ab", nullptr, 2);
 }
 
-void write(std::filesystem::path const& path, std::function<void(File&)> const& fill) {
-    auto const file = Vexa::open_file(path, Vexa::bf::DiskFile::Mode::create);
+/// \param no_metadata neither tags nor OME document, for stacks that no image can describe
+void write(std::filesystem::path const& path, std::function<void(File&)> const& fill,
+           bool no_metadata = false) {
+    auto const file = Vexa::create_file(no_metadata);
+    file->open(path, Vexa::bf::DiskFile::Mode::create);
     file->set_file_desc("seed");
     fill(*file);
     file->close();
@@ -104,7 +107,7 @@ int main(int argc, char** argv) {
         write(folder / "seed_plain.vbf", add_plain);
         write(folder / "seed_zipped.vbf", add_zipped);
         write(folder / "seed_interleaved.vbf", add_interleaved);
-        write(folder / "seed_special.vbf", add_special);
+        write(folder / "seed_special.vbf", add_special, true);
         write(folder / "seed_tagged.vbf", add_tagged);
         write(folder / "seed_two.vbf", [](File& file) {
             add_plain(file);

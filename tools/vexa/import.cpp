@@ -1,11 +1,13 @@
 #include <algorithm>
 
 #include <fmt/format.h>
+#include <vexa/arrays/StackInfoImp.h>
 #include <vexa/foundation/types.h>
 
 #include "commands.h"
 #include "console.h"
 #include "image.h"
+#include "metadata.h"
 #include "output_file.h"
 #include "raw.h"
 #include "sidecar.h"
@@ -44,7 +46,7 @@ void check_shape(std::filesystem::path const& path, ImageInfo const& info) {
                                                       path.string(), size));
 }
 
-void describe(bf::StackInterface& stack, ImageInfo const& info, ImportOptions const& options) {
+void describe(arrays::StackInfoInterface& stack, ImageInfo const& info, ImportOptions const& options) {
     stack.set_name(options.name.value_or(options.input.stem().string()));
     stack.set_description(options.description.value_or(info.description));
     stack.set_labels(info.labels);
@@ -79,18 +81,24 @@ void copy_samples(SampleSource& source, bf::StackInterface& stack) {
 void import_once(ImportOptions const& options, OutputFile const& output, unsigned threads) {
     auto const source = open_input(options);
     check_shape(options.input, source->info());
+    // The description comes first: the image of the stack is made of it.
+    arrays::StackInfoImp description(source->info().type, source->info().shape);
+    describe(description, source->info(), options);
+    auto const no_image = why_no_image(description);
     Workers workers(threads);
-    auto const file = create_file(false);
+    auto const file = create_file(!no_image.empty());
     file->open(output.path(), bf::DiskFile::Mode::create);
     file->set_threading_support(workers.support());
     // An import that is given up must not fill the file with zeros before it goes away.
     bf::WriteMode const no_padding = bf::WriteModeFlags::no_padding;
-    auto const stack = file->add_stack(source->info().type, source->info().shape, no_padding, false);
-    describe(*stack, source->info(), options);
+    auto const stack = file->add_stack(description, no_padding, 0, false);
     stack->set_compression(options.level > 0 ? 1 : 0, options.level);
     copy_samples(*source, *stack);
     file->close();
     for (auto const& warning : source->warnings()) complain(printable(warning));
+    if (!no_image.empty())
+        complain(fmt::format("{}: has no OME document, which can't describe the stack: {}",
+                             printable(options.output.string()), printable(no_image)));
 }
 
 } // namespace

@@ -114,6 +114,12 @@ bf::StackRecord record_of(bf::StackInterface const& stack) {
 
 unsigned long metadata_position(bf::FileInterface const& file) { return imp_of(file).metadata_position(); }
 
+std::string const* stored_document(bf::FileInterface const& file) {
+    auto const& tags = imp_of(file).tags();
+    auto const found = tags.find("ome_xml");
+    return found == tags.end() ? nullptr : &found->second;
+}
+
 FilePtr open_vbf(std::filesystem::path const& path) {
     { InputFile const readable(path); }
     try {

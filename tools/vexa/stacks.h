@@ -42,6 +42,8 @@ void for_each_block(bf::StackInterface const& stack,
 bf::StackRecord record_of(bf::StackInterface const& stack);
 /// Where the tag list of a file stands.
 unsigned long metadata_position(bf::FileInterface const& file);
+/// The text of a file's OME document, null without one. Valid as long as the file.
+std::string const* stored_document(bf::FileInterface const& file);
 
 /// Bytes of the data section, without what other stacks wrote between its pieces.
 std::uint64_t stored_bytes(bf::StackInterface const& stack);
