@@ -83,6 +83,16 @@ struct VerifyOptions {
 /// Read everything and check it.
 Exit run_verify(VerifyOptions const& options);
 
+struct MetaGetOptions {
+    std::filesystem::path file;
+    std::string element; ///< names and indices with slashes between them; empty for the whole document
+    bool xml = false;
+    bool schema_order = false;
+    bool json = false;
+};
+/// The OME document of a file, or a part of it.
+Exit run_meta_get(MetaGetOptions const& options);
+
 struct ArchivePackOptions {
     std::filesystem::path folder;
     std::filesystem::path output;

@@ -4,6 +4,7 @@
 
 #include "commands.h"
 #include "console.h"
+#include "metadata.h"
 #include "stacks.h"
 #include "text.h"
 
@@ -81,15 +82,19 @@ Exit run_info(InfoOptions const& options) {
     auto const file = open_vbf(options.file);
     std::optional<unsigned long> only;
     if (options.stack) only = find_stack(*file, *options.stack);
-    auto const whole = file_json(*file, options.file, only ? &*only : nullptr);
+    auto whole = file_json(*file, options.file, only ? &*only : nullptr);
+    auto const document = document_json(*file, only ? &*only : nullptr);
+    auto const exit = document.find("error") ? Exit::damaged : Exit::done;
     if (options.json) {
+        whole.get<JSON::Map>()["ome"] = document;
         put(document_text(whole));
-        return Exit::done;
+        return exit;
     }
     put(file_text(whole, options.file));
     for (unsigned long index = 0; index < file->get_num_stacks(); ++index)
         if (!only || *only == index) put(stack_text(*file->get_stack(index), index));
-    return Exit::done;
+    put(document_lines(document));
+    return exit;
 }
 
 } // namespace Vexa::tool

@@ -36,6 +36,7 @@ public:
         add_export();
         add_compact();
         add_verify();
+        add_meta();
         add_archive();
     }
 
@@ -147,11 +148,37 @@ private:
     }
     void add_verify() {
         auto* const command =
-            add("verify", "Read everything and check it: links, records, checksums, flush positions",
+            add("verify",
+                "Read everything and check it: links, records, checksums, flush positions, the OME document",
                 [this] { return run_verify(verify_); });
         command->add_option("FILE", verify_.file, "VBF file")->required();
         add_json(command, verify_.json);
         add_threads(command, verify_.threads);
+    }
+
+    void add_meta() {
+        auto* const meta = app_.add_subcommand("meta", "Look into the OME documents of VBF files");
+        meta->footer(exit_codes);
+        meta->require_subcommand(1);
+        auto* const command =
+            add(*meta, "get", "Print the OME document of a file", [this] { return run_meta_get(meta_get_); });
+        command->add_option("FILE", meta_get_.file, "VBF file")->required();
+        auto* const path = command->add_option("PATH", meta_get_.element,
+                                               "Part of the document below its top element: names of "
+                                               "children and their indices, perhaps with an "
+                                               "attribute at the end, and slashes between them: "
+                                               "Image/0/Pixels/SizeX. An index may be left out where "
+                                               "there is one child of that name");
+        auto* const xml =
+            command->add_flag("--xml", meta_get_.xml, "Print the whole document as it is stored");
+        auto* const order =
+            command->add_flag("--schema-order", meta_get_.schema_order,
+                              "Print the whole document as XML in the order that the published schema "
+                              "wants, for other programs");
+        add_json(command, meta_get_.json);
+        xml->excludes(path)->excludes(order);
+        order->excludes(path);
+        command->get_option("--json")->excludes(xml)->excludes(order);
     }
 
     void add_archive() {
@@ -201,6 +228,7 @@ private:
     ExportOptions export_;
     CompactOptions compact_;
     VerifyOptions verify_;
+    MetaGetOptions meta_get_;
     ArchivePackOptions pack_;
     ArchiveListOptions archive_ls_;
     ArchiveExtractOptions extract_;

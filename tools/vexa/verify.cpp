@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "console.h"
 #include "input_file.h"
+#include "metadata.h"
 #include "text.h"
 #include "workers.h"
 
@@ -28,16 +29,17 @@ struct Findings {
     testing::WalkedFile file;
     std::vector<Verdict> stacks;
     testing::CheckReport report;
+    DocumentCheck document;
 
     bool is_damaged() const {
-        return !file.closed || !report.opened || !report.error.empty() ||
+        return !file.closed || !report.opened || !report.error.empty() || !document.error.empty() ||
                std::any_of(stacks.begin(), stacks.end(),
                            [](auto const& stack) { return !stack.faults.empty() || !stack.error.empty(); });
     }
     Exit exit() const {
         if (!file.is_vbf) return Exit::no_input;
         if (is_damaged()) return Exit::damaged;
-        return file.faults.empty() ? Exit::done : Exit::finding;
+        return file.faults.empty() && document.disagreements.empty() ? Exit::done : Exit::finding;
     }
 };
 
@@ -83,12 +85,23 @@ void read(VerifyOptions const& options, Findings& findings) {
     for (std::size_t i = 0; i < findings.stacks.size() && i < findings.report.stacks.size(); ++i)
         if (findings.file.stacks[i].element_size != 0)
             findings.stacks[i].error = findings.report.stacks[i].error;
+    if (findings.report.opened) findings.document = check_document(*open_vbf(options.file));
 }
 
 JSON::Value fault_json(WalkedFault const& fault) {
     JSON::Map map;
     map["position"] = JSON::Number(fault.position);
     map["text"] = as_utf8(fault.text);
+    return map;
+}
+
+JSON::Value document_json(DocumentCheck const& check) {
+    if (!check.exists) return nullptr;
+    JSON::Map map;
+    map["error"] = as_utf8(check.error);
+    JSON::List lines;
+    for (auto const& line : check.disagreements) lines.push_back(as_utf8(line));
+    map["disagreements"] = std::move(lines);
     return map;
 }
 
@@ -117,12 +130,26 @@ JSON::Value findings_json(Findings const& findings, std::filesystem::path const&
     document["faults"] = std::move(faults);
     document["stacks"] = std::move(stacks);
     document["error"] = as_utf8(findings.report.error);
+    document["ome"] = document_json(findings.document);
     return document;
 }
 
 std::string fault_line(WalkedFault const& fault) {
     return fmt::format("  {} at byte {}: {}\n", styled(Style::bad, "fault"), fault.position,
                        printable(fault.text));
+}
+
+std::string document_lines(DocumentCheck const& check) {
+    if (!check.exists) return {};
+    if (!check.error.empty())
+        return fmt::format("  OME document: {}\n    {}: {}\n", styled(Style::bad, "damaged"),
+                           styled(Style::bad, "error"), printable(check.error));
+    auto text =
+        fmt::format("  OME document: {}\n", check.disagreements.empty() ? styled(Style::good, "good")
+                                                                        : styled(Style::bad, "disagrees"));
+    for (auto const& line : check.disagreements)
+        text += fmt::format("    {}: {}\n", styled(Style::bad, "finding"), line);
+    return text;
 }
 
 std::string findings_text(Findings const& findings, std::filesystem::path const& path) {
@@ -143,7 +170,7 @@ std::string findings_text(Findings const& findings, std::filesystem::path const&
         if (!stack.error.empty())
             text += fmt::format("    {}: {}\n", styled(Style::bad, "error"), printable(stack.error));
     }
-    return text;
+    return text + document_lines(findings.document);
 }
 
 } // namespace
