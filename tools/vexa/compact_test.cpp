@@ -26,7 +26,8 @@ class Compact : public ToolTest {
 protected:
     /// A file of two stacks of 1000 bytes; the first has unused room, of \p extra bytes more than the least.
     std::string sparse_file(std::uint64_t extra = 0) const {
-        auto const file = open_file(path("sparse.vbf"), bf::DiskFile::Mode::create);
+        auto const file = create_file(true);
+        file->open(path("sparse.vbf"), bf::DiskFile::Mode::create);
         std::string const samples(1000, 's');
         for (char const* name : {"roomy", "tight"}) {
             auto const stack = file->add_stack(types::uint8, {1000}, false);
@@ -39,7 +40,8 @@ protected:
     }
 
     std::string dense_file() const {
-        auto const file = open_file(path("dense.vbf"), bf::DiskFile::Mode::create);
+        auto const file = create_file(true);
+        file->open(path("dense.vbf"), bf::DiskFile::Mode::create);
         file->add_stack(types::uint8, {4}, false)->write(types::uint8, "abcd", nullptr, 4);
         file->close();
         return path("dense.vbf");
