@@ -41,11 +41,10 @@ JSON::Map const* children_of(JSON::Value const& element) {
 }
 
 Place child_of(Place const& place, std::string const& step, std::string_view path) {
-    auto const* const children = children_of(*place.value);
-    for (auto const* const map : {children, place.value->get_if<JSON::Map>()})
-        if (auto const found = map ? map->find(step) : JSON::Map::const_iterator();
-            map && found != map->end())
-            return {step, &found->second};
+    for (auto const* const map : {children_of(*place.value), place.value->get_if<JSON::Map>()}) {
+        if (!map || step.empty()) continue; // the empty key belongs to the content
+        if (auto const found = map->find(step); found != map->end()) return {step, &found->second};
+    }
     refuse(path, fmt::format("\"{}\" has no child or attribute \"{}\"", place.name, printable(step)));
 }
 

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <vexa/arrays/StackInfoImp.h>
 #include <vexa/bf/FileInterface.h>
 #include <vexa/bf/StackInterface.h>
 #include <vexa/foundation/types.h>
@@ -116,7 +117,8 @@ TEST_F(MetaCommand, HelpIsEverywhere) {
 TEST_F(MetaCommand, XmlIsByteForByteWhatIsStored) {
     auto const file = file_of(small_document);
     EXPECT_EQ(get({file, "--xml"}), small_document);
-    EXPECT_EQ(get({acquired(), "--xml"}), open_file(path("acquired.vbf"), Mode::read)->tag("ome_xml"));
+    auto const other = acquired();
+    EXPECT_EQ(get({other, "--xml"}), open_file(other, Mode::read)->tag("ome_xml"));
 }
 
 TEST_F(MetaCommand, XmlOfADamagedDocumentIsPrintedToo) {
@@ -205,6 +207,7 @@ TEST_F(MetaCommand, DeepDocumentsArePrinted) {
     auto const text = get({file});
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), depth);
     EXPECT_GT(get({file, "--json"}).size(), depth);
+    EXPECT_EQ(run({"info", file}).code, 0);
 }
 
 TEST_F(MetaCommand, FileWithoutDocumentIsToldInWords) {
@@ -345,6 +348,20 @@ TEST_F(MetaCommand, StackWithoutImageIsAFinding) {
     auto const result = run({"verify", path("bare.vbf")});
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.out, HasSubstr("the document has 0 images, the file has 1 stacks"));
+}
+
+// compact
+
+TEST_F(MetaCommand, CompactedFileKeepsItsDocument) {
+    auto const file = open_file(path("roomy.vbf"), Mode::create);
+    auto const stack = file->add_stack(types::uint8, {4}, false);
+    stack->reserve(0);
+    stack->write(types::uint8, "abcd", nullptr, 4);
+    file->add_stack(types::uint8, {4}, false)->write(types::uint8, "efgh", nullptr, 4);
+    file->close();
+    output({"compact", path("roomy.vbf"), path("small.vbf")});
+    EXPECT_EQ(get({path("small.vbf"), "--xml"}), get({path("roomy.vbf"), "--xml"}));
+    EXPECT_EQ(run({"verify", path("small.vbf")}).code, 0);
 }
 
 // import

@@ -232,12 +232,10 @@ bool is_without_sizes(OME::Image const& image) {
     return image.storage_shape() == std::vector<std::size_t>{none.x, none.y, none.z, none.c, none.t};
 }
 
-void compare(OME::Image const& image, bf::StackInterface& stack, unsigned long index,
+void compare(OME::Image const& image, bf::StackInterface const& stack, unsigned long index,
              std::vector<std::string>& disagreements) {
     auto const shape = image.storage_shape();
-    bool const unknown =
-        is_without_sizes(image) && (stack.number_of_elements() == 0 || record_of(stack).variable_size);
-    if (!unknown && without_ones(shape) != without_ones(stack.shape()))
+    if (!is_without_sizes(image) && without_ones(shape) != without_ones(stack.shape()))
         disagreements.push_back(fmt::format("image {} has {} samples, stack {} has {}", index,
                                             shape_text(shape), index, shape_text(stack.shape())));
     // The type of bits, which no stack has, stands for one that wasn't known yet.

@@ -30,8 +30,8 @@ struct DocumentCheck {
     std::string error;                      ///< why it can't be read
     std::vector<std::string> disagreements; ///< with the stacks, a line each
 };
-/// Compare document and stacks. A size or a type that wasn't known when a stack was added is in no image, so that a
-/// stack that has grown agrees with an image that was never given sizes.
+/// Compare document and stacks. A size or a type that wasn't known when a stack was added is in no image: it has a
+/// single sample then, or samples of bits, and any stack agrees with that, such as one that has grown.
 DocumentCheck check_document(bf::FileInterface& file);
 
 } // namespace Vexa::tool
