@@ -33,12 +33,64 @@ void check_that_it_is_XML(std::string_view text) {
                                             end_of(text.substr(0, place))));
 }
 
+/// \tparam Value JSON::Value, const or not
+/// \return null if there is no such entry
+template <typename Value>
+Value* entry(Value& map, std::string_view key) {
+    auto* const entries = map.template get_if<JSON::Map>();
+    if (!entries) return nullptr;
+    auto const found = entries->find(key);
+    return found == entries->end() ? nullptr : &found->second;
+}
+
+/// Call \p action for each element of a name.
+/// \param elements lists by names, or null
+template <typename Value, typename Action>
+void for_each(Value* elements, std::string_view name, Action action) {
+    Value* const value = elements ? entry(*elements, name) : nullptr;
+    auto* const list = value ? value->template get_if<JSON::List>() : nullptr;
+    if (!list) return;
+    for (Value& element : *list) action(element);
+}
+
+/// Call \p action for each physical size that is unknown, with the pixels and the name of the attribute.
+template <typename Value, typename Action>
+void for_each_unknown_size(Value& tree, Action action) {
+    auto const in_pixels = [&action](Value& pixels) {
+        for (std::string_view const name : {"PhysicalSizeX", "PhysicalSizeY", "PhysicalSizeZ"}) {
+            Value const* const size = entry(pixels, name);
+            if (size && !(JSON::Value_Cast<double, 0>::to_if(*size).value_or(0) > 0)) action(pixels, name);
+        }
+    };
+    for_each(&tree, "OME", [&](Value& ome) {
+        for_each(entry(ome, ""), "Image",
+                 [&](Value& image) { for_each(entry(image, ""), "Pixels", in_pixels); });
+    });
+}
+
+/// A copy of the tree without what the schema has no value for.
+JSON::Value without_unknown_sizes(JSON::Value tree) {
+    for_each_unknown_size(tree, [](JSON::Value& pixels, std::string_view name) {
+        auto& attributes = pixels.get<JSON::Map>();
+        attributes.erase(std::string(name));
+        attributes.erase(std::string(name) + "Unit");
+    });
+    return tree;
+}
+
+std::string written(JSON::Value const& tree) {
+    std::ostringstream stream;
+    JSON::write_to_XML(tree, stream, &schema_order);
+    return std::move(stream).str();
+}
+
 } // namespace
 
 std::string export_XML(Root const& root) {
-    std::ostringstream stream;
-    JSON::write_to_XML(*root.value(), stream, &schema_order);
-    std::string text = std::move(stream).str();
+    JSON::Value const& tree = *root.value();
+    bool has_unknown_sizes = false;
+    for_each_unknown_size(tree, [&](JSON::Value const&, std::string_view) { has_unknown_sizes = true; });
+    std::string text = has_unknown_sizes ? written(without_unknown_sizes(tree)) : written(tree);
     check_that_it_is_XML(text);
     return text;
 }

@@ -9,7 +9,8 @@ namespace OME {
 /// Write a document for other programs, which want the children of each element in the order that the published
 /// OME-XML schema 2016-06 gives them. Root::XML() writes them in the order of their names.
 ///
-/// It reads back to an equal tree. Children of one name keep their order; that of shapes and annotations of
+/// Physical sizes of pixels that are not positive numbers, which stand for unknown ones, are left out with their
+/// units, for the schema has no value for them. But for these it reads back to an equal tree. Children of one name keep their order; that of shapes and annotations of
 /// different kinds among each other is lost when a document is read, and the schema asks for none. Children that
 /// the schema doesn't name come behind those that it does, in the order of their names. So do the contents of
 /// annotations of type XML, which may be anything. They have lost the prefixes of their elements on reading,

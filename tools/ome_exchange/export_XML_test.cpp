@@ -161,3 +161,36 @@ TEST(ExportXml, AnyDepthIsExported) {
     OME::Root const root("<OME>" + with_contents(contents) + "</OME>");
     EXPECT_TRUE(OME::export_XML(root) == start + with_contents(contents) + "</OME>");
 }
+
+TEST(ExportXml, UnknownPhysicalSizesAreLeftOutWithTheirUnits) {
+    auto const pixels = [](std::string const& attributes) {
+        return R"(<Image ID="Image:1"><Pixels ID="Pixels:1")" + attributes + "/></Image>";
+    };
+    auto const of = [&](std::string const& x, std::string const& y, std::string const& z) {
+        std::string const unit = R"(" PhysicalSizeXUnit="m" PhysicalSizeY=")";
+        return OME::export_XML(OME::Root(
+            "<OME>" + pixels(" PhysicalSizeX=\"" + x + unit + y + "\" PhysicalSizeZ=\"" + z + "\"") +
+            "</OME>"));
+    };
+    EXPECT_EQ(of("0", "NaN", "-1"), start + pixels("") + "</OME>");
+    EXPECT_EQ(of("-0.0", "-INF", "2"), start + pixels(R"( PhysicalSizeZ="2")") + "</OME>");
+    EXPECT_EQ(of("1e-300", "INF", "-1e-300"),
+              start + pixels(R"( PhysicalSizeX="1e-300" PhysicalSizeXUnit="m" PhysicalSizeY="INF")") +
+                  "</OME>");
+}
+
+TEST(ExportXml, UnknownPhysicalSizesStayInTheTree) {
+    OME::Root const root("<OME><Image ID='Image:7'><Pixels ID='Pixels:1' PhysicalSizeY='0'/></Image>"
+                         "<Image ID='Image:8'><Pixels ID='Pixels:2' PhysicalSizeY='1'/></Image></OME>");
+    std::string const before = root.XML();
+    EXPECT_EQ(OME::export_XML(root),
+              start + R"(<Image ID="Image:7"><Pixels ID="Pixels:1"/></Image>)"
+                      R"(<Image ID="Image:8"><Pixels ID="Pixels:2" PhysicalSizeY="1"/></Image></OME>)");
+    EXPECT_EQ(root.XML(), before);
+    EXPECT_NE(before.find("PhysicalSizeY=\"0\""), before.npos);
+}
+
+TEST(ExportXml, PhysicalSizesElsewhereStay) {
+    std::string const contents = with_contents(R"(<Image><Pixels PhysicalSizeX="0"/></Image>)");
+    EXPECT_EQ(exported(contents), contents);
+}

@@ -4,12 +4,15 @@
 #include <array>
 #include <cstdint>
 #include <exception>
+#include <map>
 #include <set>
 #include <stdexcept>
 
 #include <fmt/format.h>
 #include <iconv.h>
 
+#include "identifiers.h"
+#include "number_text.h"
 #include "parser.h"
 
 namespace OME {
@@ -100,6 +103,11 @@ bool describe_encoding(char const* name, std::array<int, 256>& codes) {
     return single;
 }
 
+/// Elements of older releases that wrap one of those behind them, which bears the identifier now.
+std::map<std::string_view, std::set<std::string_view>> const wrappers = {
+    {"LightSource", {"Laser", "Arc", "Filament", "LightEmittingDiode", "GenericExcitationSource"}},
+    {"Shape", {"Rectangle", "Mask", "Point", "Ellipse", "Line", "Polyline", "Polygon", "Label"}}};
+
 /// One document on its way through the parser. What the functions throw waits until the parser has returned.
 class Import {
 public:
@@ -116,6 +124,7 @@ public:
     std::string run(std::string_view text) {
         out_ = header;
         if (!parse(parser_.get(), text)) fail();
+        put_used_instrument_first();
         return std::move(out_);
     }
 
@@ -173,16 +182,62 @@ private:
         return XML_STATUS_OK;
     }
 
+    struct Open_Element {
+        std::string name;
+        std::string id;
+        std::size_t place = 0;  ///< of its start tag in the output
+        bool is_of_OME = false; ///< whether the schema knows it, which it doesn't for contents of annotations
+        bool has_children = false;
+        std::set<std::string> attributes; ///< if it can be a wrapper
+        bool is_merged = false;           ///< whether the element around it has become this one
+    };
+
     void start(char const* name, char const** attributes) {
-        if (!open_.empty()) {
+        Open_Element element;
+        element.name = element_name(name);
+        element.place = out_.size();
+        if (open_.empty()) {
+            is_OME_ = element.is_of_OME = element.name == "OME";
+        } else {
+            element.is_of_OME = has_children_of_OME();
             drop_text(open_.back().name);
+            element.is_merged = can_become(open_.back(), element.name, attributes);
             open_.back().has_children = true;
         }
-        open_.push_back({element_name(name)});
-        out_ += '<';
-        out_ += open_.back().name;
+        if (element.is_merged) {
+            rename(open_.back(), element.name);
+            out_.pop_back();
+            element.has_children = true; // its text is beside those of the other
+        } else {
+            out_ += '<';
+            out_ += element.name;
+        }
+        open_.push_back(std::move(element));
         add_attributes(attributes);
         out_ += '>';
+    }
+
+    /// Whether the innermost element has children that the schema knows.
+    bool has_children_of_OME() const {
+        if (!open_.back().is_of_OME) return false;
+        bool const is_in_annotation = open_.size() > 1 && open_[open_.size() - 2].name == "XMLAnnotation";
+        return !(is_in_annotation && open_.back().name == "Value");
+    }
+
+    /// Whether an element of older releases is but a wrapper of its first child, which has no attribute of the
+    /// same name.
+    bool can_become(Open_Element const& wrapper, std::string const& child, char const** attributes) const {
+        auto const wrapped = wrappers.find(wrapper.name);
+        if (wrapped == wrappers.end() || !wrapped->second.contains(child)) return false;
+        if (!wrapper.is_of_OME || wrapper.has_children) return false;
+        for (char const** attribute = attributes; *attribute; attribute += 2)
+            if (wrapper.attributes.contains(attribute_name(attribute[0]))) return false;
+        return true;
+    }
+
+    void rename(Open_Element& element, std::string const& name) {
+        out_.replace(element.place + 1, element.name.size(), name);
+        element.name = name;
     }
 
     void add_attributes(char const** attributes) {
@@ -194,11 +249,47 @@ private:
             out_ += ' ';
             out_ += names.back();
             out_ += "=\"";
-            append_escaped(out_, attribute[1]);
+            append_escaped(out_, plain_value(names.back(), attribute[1]));
             out_ += '"';
         }
+        if (wrappers.contains(open_.back().name)) open_.back().attributes.insert(names.begin(), names.end());
         if (changed && std::set<std::string>(names.begin(), names.end()).size() != names.size())
             refuse("attribute names that become the same");
+    }
+
+    /// The value of an attribute of the innermost element in the form that Root reads.
+    std::string plain_value(std::string const& name, std::string const& value) {
+        if (!is_OME_) return value;
+        bool const is_of_OME = open_.back().is_of_OME;
+        if (!holds_identifier(name)) return std::string(is_of_OME ? plain_number_text(name, value) : value);
+        bool const has_word = is_of_OME && name == "ID";
+        auto form = identifiers_.in_form(value, has_word ? identifier_word(open_.back().name) : "");
+        if (form && has_word) note_identifier(*form);
+        if (form) return std::move(*form);
+        refuse("identifiers that become the same");
+        return {};
+    }
+
+    void note_identifier(std::string const& id) {
+        open_.back().id = id;
+        bool const is_first_reference = open_.back().name == "InstrumentRef" && used_instrument_.empty();
+        if (is_first_reference && open_[open_.size() - 2].name == "Image") used_instrument_ = id;
+    }
+
+    struct Instrument {
+        std::string id;
+        std::size_t begin = 0, end = 0; ///< in the output
+    };
+
+    /// Root takes light sources and the like from the first instrument only, whichever the images refer to.
+    void put_used_instrument_first() {
+        auto const used = std::find_if(instruments_.begin(), instruments_.end(),
+                                       [this](Instrument const& one) { return one.id == used_instrument_; });
+        if (used == instruments_.end()) return;
+        auto const place = [this](std::size_t offset) {
+            return out_.begin() + static_cast<std::ptrdiff_t>(offset);
+        };
+        std::rotate(place(instruments_.front().begin), place(used->begin), place(used->end));
     }
 
     void end(char const*) {
@@ -207,9 +298,13 @@ private:
         else if (!is_blank(text_))
             append_escaped(out_, text_);
         text_.clear();
-        out_ += "</";
-        out_ += open_.back().name;
-        out_ += '>';
+        if (!open_.back().is_merged) {
+            out_ += "</";
+            out_ += open_.back().name;
+            out_ += '>';
+        }
+        if (is_OME_ && open_.size() == 2 && open_.back().name == "Instrument")
+            instruments_.push_back({open_.back().id, open_.back().place, out_.size()});
         open_.pop_back();
     }
 
@@ -218,15 +313,14 @@ private:
         text_.clear();
     }
 
-    struct Open_Element {
-        std::string name;
-        bool has_children = false;
-    };
-
     std::vector<std::string>* dropped_;
     std::string out_;
     std::string text_; ///< of the innermost element, since its last child
     std::vector<Open_Element> open_;
+    bool is_OME_ = false; ///< whether that is the name of the root
+    Identifiers identifiers_;
+    std::vector<Instrument> instruments_;
+    std::string used_instrument_; ///< by the first image that refers to one
     std::exception_ptr failure_;
     std::string refusal_;
     Parser parser_;

@@ -7,6 +7,7 @@
 
 #include <vexa/json/Writer.h>
 #include <vexa/json/XML_Reader.h>
+#include <vexa/ome/Root.h>
 #include <vexa/testing/expect_throws.h>
 
 using namespace std::string_literals;
@@ -82,6 +83,149 @@ TEST(ImportXml, NamesBecomeThoseOfTheReader) {
     EXPECT_EQ(imported("<a:/>"), "<a_x003A_></a_x003A_>");
     EXPECT_EQ(imported("<a:1/>"), "<_1></_1>");
     expect_refused("<a _y='1' x_y='2'/>", "line 1, column 20: attribute names that become the same");
+}
+
+namespace {
+
+/// The children of an imported document, which Root must open.
+std::string imported_OME(std::string const& children) {
+    std::string const text = imported("<OME>" + children + "</OME>");
+    EXPECT_NO_THROW(OME::Root{import_XML("<OME>" + children + "</OME>")}) << children;
+    std::string_view const start = "<OME>", end = "</OME>";
+    return text.substr(start.size(), text.size() - start.size() - end.size());
+}
+
+std::string in_annotation(std::string const& contents) {
+    return R"(<StructuredAnnotations><XMLAnnotation ID="Annotation:1"><Value>)" + contents +
+           "</Value></XMLAnnotation></StructuredAnnotations>";
+}
+
+} // namespace
+
+TEST(ImportXml, GlobalIdentifiersBecomeLocalOnesWhereverTheyAreReferredTo) {
+    EXPECT_EQ(imported_OME(
+                  "<Dataset ID='urn:lsid:a.org:Dataset:1'><ImageRef ID='urn:lsid:a.org:Image:x:2'/>"
+                  "</Dataset><Image ID='urn:lsid:a.org:Image:x:2'/><Image ID='urn:lsid:b.org:Image:x:2'/>"),
+              R"(<Dataset ID="Dataset:a.org:1"><ImageRef ID="Image:a.org:x:2"></ImageRef></Dataset>)"
+              R"(<Image ID="Image:a.org:x:2"></Image><Image ID="Image:b.org:x:2"></Image>)");
+    // Elements that Root passes through, and attributes of other names.
+    EXPECT_EQ(
+        imported_OME("<Plate ID='urn:lsid:a.org:Plate:1'/><FilterSet ExFilterRef='urn:lsid:a.org:Filter:1'/>"
+                     "<Image AcquiredPixels='urn:lsid:a.org:Pixels:1' Name='urn:lsid:a.org:Image:1'/>"),
+        R"(<Plate ID="Plate:a.org:1"></Plate><FilterSet ExFilterRef="Filter:a.org:1"></FilterSet>)"
+        R"(<Image AcquiredPixels="Pixels:a.org:1" Name="urn:lsid:a.org:Image:1"></Image>)");
+    std::string const contents = R"(<a ID="Objective:a.org:1" Name="urn:lsid:a.org:Objective:1"></a>)";
+    EXPECT_EQ(
+        imported_OME(in_annotation("<a ID='urn:lsid:a.org:Objective:1' Name='urn:lsid:a.org:Objective:1'/>")),
+        in_annotation(contents));
+}
+
+TEST(ImportXml, TextsThatAreNoGlobalIdentifiersCountAsTheyAre) {
+    EXPECT_EQ(
+        imported_OME("<ROI ID='urn:lsid:a.org:1'/><ROI ID='urn:lsid::ROI:1'/><ROI ID='urn:lsid:a.org::1'/>"
+                     "<ROI ID='urn:lsid:a.org:ROI:'/><ROI ID='urn:lsid:'/><ROI ID=''/>"),
+        R"(<ROI ID="ROI:urn:lsid:a.org:1"></ROI><ROI ID="ROI:urn:lsid::ROI:1"></ROI>)"
+        R"(<ROI ID="ROI:urn:lsid:a.org::1"></ROI><ROI ID="ROI:urn:lsid:a.org:ROI:"></ROI>)"
+        R"(<ROI ID="ROI:urn:lsid:"></ROI><ROI ID="ROI:"></ROI>)");
+    EXPECT_EQ(imported_OME("<Plate ID='urn:lsid:a.org:1'/>"), R"(<Plate ID="urn:lsid:a.org:1"></Plate>)");
+    EXPECT_EQ(imported_OME("<ROI ID='urn:lsid:a.org:Region:1'/>"), R"(<ROI ID="ROI:Region:a.org:1"></ROI>)");
+}
+
+TEST(ImportXml, IdentifiersGetTheWordOfTheirType) {
+    EXPECT_EQ(
+        imported_OME(
+            "<Instrument ID='Microscope'><Laser ID='Arc:1'/><Arc ID='2'/><Dichroic ID='3'/></Instrument>"
+            "<Image ID='0'><InstrumentRef ID='Microscope'/><Pixels ID='0'><Channel ID='Image:0'>"
+            "<LightSourceSettings ID='Arc:1'/></Channel></Pixels></Image><ROI ID='ROI:1'/>"),
+        R"(<Instrument ID="Instrument:Microscope"><Laser ID="LightSource:Arc:1"></Laser>)"
+        R"(<Arc ID="LightSource:2"></Arc><Dichroic ID="3"></Dichroic></Instrument>)"
+        R"(<Image ID="Image:0"><InstrumentRef ID="Instrument:Microscope"></InstrumentRef><Pixels ID="Pixels:0">)"
+        R"(<Channel ID="Channel:Image:0"><LightSourceSettings ID="LightSource:Arc:1"></LightSourceSettings>)"
+        R"(</Channel></Pixels></Image><ROI ID="ROI:1"></ROI>)");
+    std::string const contents = R"(<Image ID="0"><Value ID="1"></Value></Image>)";
+    EXPECT_EQ(imported_OME(in_annotation(contents)), in_annotation(contents));
+    EXPECT_EQ(imported("<a><Image ID='0'/></a>"), R"(<a><Image ID="0"></Image></a>)");
+}
+
+TEST(ImportXml, IdentifiersNeverBecomeTheSame) {
+    expect_refused("<OME><ROI ID='1'/><ROI ID='ROI:1'/></OME>",
+                   "line 1, column 36: identifiers that become the same");
+    expect_refused("<OME><ROI ID='ROI:a.org:1'/><ROI ID='urn:lsid:a.org:ROI:1'/></OME>",
+                   "line 1, column 61: identifiers that become the same");
+    EXPECT_EQ(imported_OME("<ROI ID='1'/><ROI ID='1'/>"), R"(<ROI ID="ROI:1"></ROI><ROI ID="ROI:1"></ROI>)");
+}
+
+TEST(ImportXml, NumbersAndBooleansBecomePlain) {
+    EXPECT_EQ(
+        imported_OME(
+            "<Image><Pixels SizeX=' +5 ' PhysicalSizeX='&#9;+0.5&#10;' PhysicalSizeY='+INF' "
+            "PhysicalSizeZ=' NaN' TimeIncrement='-INF' Interleaved='1' BigEndian=' 0 '>"
+            "<Plane PositionX='+000000043420.9400' PositionY='+.5e+1' TheZ='007'/></Pixels></Image>"),
+        R"(<Image><Pixels SizeX="5" PhysicalSizeX="0.5" PhysicalSizeY="INF" PhysicalSizeZ="NaN" )"
+        R"(TimeIncrement="-INF" Interleaved="true" BigEndian="false">)"
+        R"(<Plane PositionX="000000043420.9400" PositionY=".5e+1" TheZ="007"></Plane></Pixels></Image>)");
+    std::string const name = "<Image Name=\" +5 \"><Description>+5 </Description></Image>";
+    EXPECT_EQ(imported_OME(name), name);
+    std::string const contents = R"(<a SizeX="+5" BigEndian="1"></a>)";
+    EXPECT_EQ(imported_OME(in_annotation(contents)), in_annotation(contents));
+    EXPECT_EQ(imported("<a SizeX='+5'/>"), R"(<a SizeX="+5"></a>)");
+}
+
+TEST(ImportXml, WhatIsNoNumberDoesNotBecomeOne) {
+    EXPECT_EQ(imported("<OME><Plane TheZ='+-5' TheC='++5' TheT='+' DeltaT=' '/><Pixels BigEndian='2' "
+                       "Interleaved='+1'/></OME>"),
+              R"(<OME><Plane TheZ="+-5" TheC="++5" TheT="+" DeltaT=""></Plane><Pixels BigEndian="2" )"
+              R"(Interleaved="+1"></Pixels></OME>)");
+}
+
+TEST(ImportXml, WrappersOfOlderReleasesBecomeWhatTheyHold) {
+    EXPECT_EQ(
+        imported_OME("<Instrument><LightSource ID='LightSource:1' Power='2'> <Laser Type='Gas'>"
+                     "<Pump ID='LightSource:2'/></Laser><AnnotationRef ID='Annotation:1'/></LightSource>"
+                     "<LightSource ID='LightSource:2'><Arc/></LightSource></Instrument>"),
+        R"(<Instrument><Laser ID="LightSource:1" Power="2" Type="Gas"><Pump ID="LightSource:2"></Pump>)"
+        R"(<AnnotationRef ID="Annotation:1"></AnnotationRef></Laser><Arc ID="LightSource:2"></Arc></Instrument>)");
+    EXPECT_EQ(
+        imported_OME("<ROI><Union><Shape ID='Shape:1' TheZ='+1'><Rectangle X='+1'/><Transform A00='1'/>"
+                     "</Shape></Union></ROI>"),
+        R"(<ROI><Union><Rectangle ID="Shape:1" TheZ="1" X="1"><Transform A00="1"></Transform></Rectangle>)"
+        R"(</Union></ROI>)");
+}
+
+TEST(ImportXml, OtherWrappersStay) {
+    for (std::string const text :
+         {R"(<LightSource></LightSource>)", R"(<LightSource><Pump></Pump></LightSource>)",
+          R"(<LightSource><AnnotationRef></AnnotationRef><Laser></Laser></LightSource>)",
+          R"(<LightSource Type="1"><Laser Type="2"></Laser></LightSource>)",
+          R"(<Shape><Path></Path><Line></Line></Shape>)", R"(<Shape><Laser></Laser></Shape>)"})
+        EXPECT_EQ(imported("<OME>" + text + "</OME>"), "<OME>" + text + "</OME>");
+    EXPECT_EQ(imported("<a><Shape><Line/></Shape></a>"), "<a><Shape><Line></Line></Shape></a>");
+    EXPECT_EQ(imported("<OME><Shape><Line/><Line/></Shape></OME>"), "<OME><Line><Line></Line></Line></OME>");
+    std::string const contents = "<Shape><Line></Line></Shape>";
+    EXPECT_EQ(imported_OME(in_annotation(contents)), in_annotation(contents));
+    std::vector<std::string> dropped;
+    EXPECT_EQ(import_XML("<OME><Shape>a<Line>b</Line>c</Shape></OME>", &dropped),
+              std::string(header) + "<OME><Line></Line></OME>");
+    EXPECT_EQ(dropped, (std::vector<std::string>{"Shape: a", "Line: b", "Line: c"}));
+}
+
+TEST(ImportXml, TheInstrumentInUseComesFirst) {
+    std::string const
+        first = R"(<Instrument ID="Instrument:1"></Instrument>)",
+        project = "<Project></Project>",
+        second = R"(<Instrument ID="Instrument:2"><Detector ID="Detector:1"></Detector></Instrument>)",
+        third = R"(<Instrument ID="Instrument:3"></Instrument>)";
+    auto const image = [](std::string const& number) {
+        return R"(<Image><InstrumentRef ID="Instrument:)" + number + R"("></InstrumentRef></Image>)";
+    };
+    EXPECT_EQ(imported_OME(first + project + second + third + image("2") + image("3")),
+              second + first + project + third + image("2") + image("3"));
+    EXPECT_EQ(imported_OME(first + second + image("1")), first + second + image("1"));
+    EXPECT_EQ(imported_OME(first + second), first + second);
+    EXPECT_EQ(imported_OME(image("2") + first + second), image("2") + second + first);
+    EXPECT_EQ(imported("<OME><InstrumentRef ID='Instrument:2'/>" + first + second + image("4") + "</OME>"),
+              R"(<OME><InstrumentRef ID="Instrument:2"></InstrumentRef>)" + first + second + image("4") +
+                  "</OME>");
 }
 
 TEST(ImportXml, EncodingsBecomeUtf8) {

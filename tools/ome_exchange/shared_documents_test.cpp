@@ -67,6 +67,29 @@ std::string without_blanks(JSON::Value const& tree) {
     return rest;
 }
 
+/// The names and values of all attributes, but for the values of identifiers and a leading plus.
+std::multiset<std::string> attributes_in(JSON::Value const& tree) {
+    std::multiset<std::string> found;
+    std::vector<JSON::Value const*> open = {&tree};
+    while (!open.empty()) {
+        JSON::Value const& value = *open.back();
+        open.pop_back();
+        if (auto const* const list = value.get_if<JSON::List>())
+            for (JSON::Value const& element : *list) open.push_back(&element);
+        auto const* const map = value.get_if<JSON::Map>();
+        for (auto const& [name, held] : map ? *map : JSON::Map()) {
+            auto const* const text = held.get_if<std::string>();
+            if (!text)
+                open.push_back(&held);
+            else if (name == "ID")
+                found.insert(name);
+            else
+                found.insert(name + "=" + (text->starts_with('+') ? text->substr(1) : *text));
+        }
+    }
+    return found;
+}
+
 void expect_round_trip(JSON::Value const& tree, std::string const& name) {
     std::ostringstream out;
     JSON::write_to_XML(tree, out);
@@ -111,44 +134,76 @@ TEST_F(OmeDocuments, ReadOrAreRefusedForAKnownReason) {
     EXPECT_EQ(found, refused);
 }
 
+/// The documents that the importer changes for Root, of those that the reader takes without help.
+std::set<std::string> const changed = {
+    // identifiers
+    "OMETIFF.jl/issue72.ome.xml", "ome-types-history/actk.ome.xml",
+    "ome-types-history/s_1_t_1_c_10_z_1.ome.xml", "ome-types/MMStack.ome.xml",
+    "ome-types/OverViewScan.ome.xml", "ome-types/bad.ome.xml",
+    // a leading plus, and identifiers
+    "ome-types/ome_ns.ome.xml",
+    // wrappers of light sources and shapes
+    "older/2008-09/instrument.ome.xml", "older/2010-06/ROI.ome.xml",
+    "older/2012-06/transformations-upgrade.ome.xml", "older/2015-01/ROI.ome.xml",
+    "older/2015-01/instrument-units-default.ome.xml", "older/2015-01/transformations-downgrade.ome.xml"};
+
 TEST_F(OmeDocuments, AllAreImported) {
     std::map<std::string, std::string> const all = texts();
     EXPECT_FALSE(all.empty());
     auto const outside = all_refused();
+    std::set<std::string> found;
     for (auto const& [name, text] : all) {
         std::vector<std::string> dropped;
         JSON::Value const tree = read(OME::import_XML(text, &dropped), name);
         expect_round_trip(tree, name);
         EXPECT_TRUE(dropped.empty()) << name << ": " << dropped.front();
-        EXPECT_TRUE(outside.contains(name) || without_blanks(tree) == without_blanks(read(text, name)))
-            << name;
+        if (outside.contains(name)) continue;
+        JSON::Value const unchanged = read(text, name);
+        EXPECT_EQ(attributes_in(tree), attributes_in(unchanged)) << name;
+        if (without_blanks(tree) != without_blanks(unchanged)) found.insert(name);
     }
+    EXPECT_EQ(found, changed);
 }
 
-/// The valid documents that do not open, all for identifiers that begin with "urn:lsid:" in place of their word.
-std::map<std::string, std::string> const not_opened = {
-    {"ome-types/OverViewScan.ome.xml", "bad variant access"},
-    {"ome-types/ome_ns.ome.xml", "bad variant access"},
-    {"ome-types/tubhiswt.ome.xml", "bad variant access"}};
+/// Documents that are not valid when they are exported, and have not been before.
+std::set<std::string> const not_valid = {
+    // older releases, whose elements and enumerators pass through
+    "older/2008-09/dataset-group-project.ome.xml", "older/2008-09/instrument.ome.xml",
+    "older/2009-09/two-screens-two-plates-four-wells.ome.xml", "older/2010-06/ROI.ome.xml",
+    "older/2010-06/filter.ome.xml", "older/2012-06/transformations-upgrade.ome.xml",
+    "older/2015-01/ROI.ome.xml", "older/2015-01/transformations-downgrade.ome.xml",
+    // elements in each other's place: both data and the mark that there are none; names of elements of the schema
+    // in contents of annotations; pixels without a hint of their data
+    "ome-types-history/3d-cell-viewer.ome.xml", "ome-types-history/pre-variance-cfe.ome.xml",
+    "ome-types/bad.ome.xml"};
+
+/// Documents with a physical size of 0, which is left out when they are exported.
+std::set<std::string> const with_unknown_sizes = {
+    "older/2008-09/dataset-group-project.ome.xml", "older/2008-09/instrument.ome.xml",
+    "older/2009-09/two-screens-two-plates-four-wells.ome.xml", "older/2010-06/ROI.ome.xml"};
+
+TEST_F(OmeDocuments, AllOpenAndKeepTheirTreesWhenExported) {
+    for (auto const& [name, text] : texts()) {
+        OME::Root const root(OME::import_XML(text));
+        std::string const exported = OME::export_XML(root);
+        bool const is_complete = !with_unknown_sizes.contains(name);
+        EXPECT_EQ(read(exported, name) == read(root.XML(), name), is_complete) << name;
+        EXPECT_EQ(*OME::Root(exported).value() == *root.value(), is_complete) << name;
+    }
+}
 
 TEST_F(OmeDocuments, ThoseThatAreValidAreStillValidWhenExported) {
     Vexa::testing::OmeSchema const schema(documents());
     if (!schema.missing().empty()) GTEST_SKIP() << schema.missing();
-    std::map<std::string, std::string> found;
-    int count = 0;
+    std::set<std::string> found;
+    int valid = 0;
     for (auto const& [name, text] : texts()) {
-        if (!schema.faults_of(text).empty()) continue;
-        try {
-            OME::Root const root(OME::import_XML(text));
-            std::string const exported = OME::export_XML(root);
-            EXPECT_EQ(schema.faults_of(exported), "") << name;
-            EXPECT_TRUE(read(exported, name) == read(root.XML(), name)) << name;
-            EXPECT_TRUE(*OME::Root(exported).value() == *root.value()) << name;
-            ++count;
-        } catch (std::exception const& error) {
-            found[name] = error.what();
-        }
+        bool const was_valid = schema.faults_of(text).empty();
+        std::string const faults = schema.faults_of(OME::export_XML(OME::Root(OME::import_XML(text))));
+        EXPECT_TRUE(!was_valid || faults.empty()) << name << ": " << faults;
+        if (!faults.empty()) found.insert(name);
+        valid += was_valid;
     }
-    EXPECT_EQ(found, not_opened);
-    EXPECT_GT(count, 20);
+    EXPECT_EQ(found, not_valid);
+    EXPECT_GT(valid, 20);
 }
