@@ -11,8 +11,8 @@
 #include <vexa/bf/position_guard_internal.h>
 #include <vexa/bf/record_reader_internal.h>
 #include <vexa/bf/records_internal.h>
-#include <vexa/ome/Root.h>
 #include <vexa/foundation/error.h>
+#include <vexa/ome/Root.h>
 
 namespace Vexa {
 
