@@ -275,11 +275,11 @@ public:
     VX::XYZ<double> shape_in_meters() const;
     /// How the tiles lie, see Tile_Grid. Components of positions that aren't known count as 0. References are
     /// valid until the image changes. New tiles are added to the grid; other changes let it be made anew.
-    VX::XYZ<double> tile_grid_step_in_meters() const { return tile_grid().step(); }
-    VX::Interval<VX::XYZ<double>> tile_grid_range_in_meters() const { return tile_grid().range(); }
-    auto const& positions_in_tile_grid() const { return tile_grid().positions_in_tile_grid(); }
-    auto const& paraxial_region() const { return tile_grid().paraxial_region(); }
-    auto const& normalized_stencils() const { return tile_grid().normalized_stencils(); }
+    VX::XYZ<double> tile_grid_step_in_meters() const { return identify_tile_grid().step(); }
+    VX::Interval<VX::XYZ<double>> tile_grid_range_in_meters() const { return identify_tile_grid().range(); }
+    auto const& positions_in_tile_grid() const { return identify_tile_grid().positions_in_tile_grid(); }
+    auto const& paraxial_region() const { return identify_tile_grid().paraxial_region(); }
+    auto const& normalized_stencils() const { return identify_tile_grid().normalized_stencils(); }
 
     void reset_ID() override;
     void resolve_references() override;
@@ -334,7 +334,7 @@ private:
     bool fits(Positions const& positions) const;
     void assign(Positions const& positions);
     void forget_tiles_from(std::uint64_t tile);
-    Tile_Grid const& tile_grid() const;
+    Tile_Grid const& identify_tile_grid() const;
 
     Document<std::string> name_{*this, "Name"};
     One_of<Text> acquisition_date_{content, "AcquisitionDate"};

@@ -148,7 +148,7 @@ VX::XYZ<double> Image::shape_in_meters() const {
 }
 
 /// Made anew only if the tiles have changed, or what they are measured by; new tiles are added to it.
-Tile_Grid const& Image::tile_grid() const {
+Tile_Grid const& Image::identify_tile_grid() const {
     Grid_Key const key{tile_shape_in_meters(), finite_voxel_shape_in_meters(), rotation()};
     if (!tile_grid_ || !(key == grid_key_)) {
         tile_grid_.emplace(key.tile_shape, key.voxel_shape, key.rotation);
