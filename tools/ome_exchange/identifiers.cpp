@@ -91,11 +91,14 @@ std::string_view identifier_word(std::string_view element) {
     return found == words.end() ? std::string_view() : found->second;
 }
 
-std::optional<std::string> Identifiers::in_form(std::string const& text, std::string_view word) {
-    std::string form = local_form(text);
+std::string const& Identifiers::in_form(std::string const& text, std::string_view word) {
+    auto const [entry, is_new] = forms_.try_emplace({word, text});
+    std::string& form = entry->second;
+    if (!is_new) return form;
+    form = local_form(text);
     if (form.empty()) form = text;
     if (!word.empty() && !begins_with_word(form, word)) form.insert(0, std::string(word) + ':');
-    if (originals_.try_emplace(form, text).first->second != text) return std::nullopt;
+    while (originals_.try_emplace(form, text).first->second != text) form += '_';
     return form;
 }
 

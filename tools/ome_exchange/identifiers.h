@@ -1,9 +1,9 @@
 #pragma once
 
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace OME {
 
@@ -18,15 +18,15 @@ std::string_view identifier_word(std::string_view element);
 ///
 /// "urn:lsid:AUTHORITY:WORD:TEXT" becomes "WORD:AUTHORITY:TEXT". What then doesn't begin with the word of its
 /// element gets that and a colon in front. All others stay. Equal identifiers stay equal; those that differ never
-/// become the same.
+/// become the same, for the later one then gets "_" behind it.
 class Identifiers {
 public:
-    /// \param word as identifier_word() gives it
-    /// \return empty if another identifier has the form that this one would get
-    std::optional<std::string> in_form(std::string const& text, std::string_view word);
+    /// \param word as identifier_word() gives it; must outlive this
+    std::string const& in_form(std::string const& text, std::string_view word);
 
 private:
-    std::map<std::string, std::string> originals_; ///< by their form
+    std::map<std::pair<std::string_view, std::string>, std::string> forms_; ///< by word and text
+    std::map<std::string, std::string> originals_;                          ///< by their form
 };
 
 } // namespace OME

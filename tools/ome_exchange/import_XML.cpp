@@ -263,11 +263,10 @@ private:
         bool const is_of_OME = open_.back().is_of_OME;
         if (!holds_identifier(name)) return std::string(is_of_OME ? plain_number_text(name, value) : value);
         bool const has_word = is_of_OME && name == "ID";
-        auto form = identifiers_.in_form(value, has_word ? identifier_word(open_.back().name) : "");
-        if (form && has_word) note_identifier(*form);
-        if (form) return std::move(*form);
-        refuse("identifiers that become the same");
-        return {};
+        std::string const& form =
+            identifiers_.in_form(value, has_word ? identifier_word(open_.back().name) : "");
+        if (has_word) note_identifier(form);
+        return form;
     }
 
     void note_identifier(std::string const& id) {

@@ -21,11 +21,13 @@ namespace OME {
 /// - a document type with declarations in brackets is refused, and with it all entities but the five that need
 ///   no declaration. If there is a document type, other references in attribute values are left out.
 ///
-/// In a document whose root is "OME" these change, too, so that Root reads what other programs and older releases
-/// write. What an annotation of type XML holds stays as it is, but for the first.
-/// - "urn:lsid:AUTHORITY:WORD:TEXT" becomes "WORD:AUTHORITY:TEXT" in the attributes that hold identifiers;
+/// In a document whose root is "OME" these change, too, so that Root reads what other programs and older
+/// releases write. What an annotation of type XML holds stays as it is, but for the first.
+/// - "urn:lsid:AUTHORITY:WORD:TEXT" becomes "WORD:AUTHORITY:TEXT" in the attributes that hold identifiers: "ID",
+///   "Annotator" and those whose names end in "Ref" or "Pixels";
 /// - an identifier that does not begin with the word of its type gets that and a colon in front, as do references
 ///   to it: "Microscope" becomes "Instrument:Microscope";
+/// - of identifiers that differ and would become the same by this, the later one gets "_" behind it;
 /// - of numbers and booleans, which are known by the names of their attributes, blanks around them and a leading
 ///   plus go, and booleans "1" and "0" become "true" and "false";
 /// - a "LightSource" or "Shape" that holds a light source or a shape in front of anything else becomes that, with
@@ -35,8 +37,7 @@ namespace OME {
 ///
 /// Nesting and size cost memory only, in proportion to the text.
 /// \param dropped if not null, gets "NAME: TEXT" for each text that is left out, by the name of its element
-/// \throws std::runtime_error "Cannot import XML, line {}, column {}: {}" with the reason; identifiers that would
-/// become the same are one
+/// \throws std::runtime_error "Cannot import XML, line {}, column {}: {}" with the reason
 std::string import_XML(std::string_view text, std::vector<std::string>* dropped = nullptr);
 
 } // namespace OME

@@ -148,11 +148,17 @@ TEST(ImportXml, IdentifiersGetTheWordOfTheirType) {
 }
 
 TEST(ImportXml, IdentifiersNeverBecomeTheSame) {
-    expect_refused("<OME><ROI ID='1'/><ROI ID='ROI:1'/></OME>",
-                   "line 1, column 36: identifiers that become the same");
-    expect_refused("<OME><ROI ID='ROI:a.org:1'/><ROI ID='urn:lsid:a.org:ROI:1'/></OME>",
-                   "line 1, column 61: identifiers that become the same");
+    EXPECT_EQ(
+        imported_OME("<Folder><ROIRef ID='1'/><ROIRef ID='ROI:1'/></Folder><ROI ID='ROI:1'/><ROI ID='1'/>"),
+        R"(<Folder><ROIRef ID="ROI:1"></ROIRef><ROIRef ID="ROI:1_"></ROIRef></Folder>)"
+        R"(<ROI ID="ROI:1_"></ROI><ROI ID="ROI:1"></ROI>)");
+    EXPECT_EQ(
+        imported_OME("<ROI ID='ROI:a:1'/><ROI ID='urn:lsid:a:ROI:1'/><ROI ID='ROI:a:1_'/><ROI ID='a:1'/>"),
+        R"(<ROI ID="ROI:a:1"></ROI><ROI ID="ROI:a:1_"></ROI><ROI ID="ROI:a:1__"></ROI>)"
+        R"(<ROI ID="ROI:a:1___"></ROI>)");
     EXPECT_EQ(imported_OME("<ROI ID='1'/><ROI ID='1'/>"), R"(<ROI ID="ROI:1"></ROI><ROI ID="ROI:1"></ROI>)");
+    EXPECT_EQ(imported_OME("<Image ID='1'><Pixels ID='1'/></Image><Plate ID='1'/>"),
+              R"(<Image ID="Image:1"><Pixels ID="Pixels:1"></Pixels></Image><Plate ID="1"></Plate>)");
 }
 
 TEST(ImportXml, NumbersAndBooleansBecomePlain) {
