@@ -262,7 +262,7 @@ TEST_F(MetaCommand, InfoSumsTheDocumentUp) {
               "  image 0 \"cells\": 1 x 1 x 2 x 3 x 4, type uint16, voxels of - x 0.1 x 0.1 um, instrument "
               "Instrument:1, objective Objective:1\n"
               "    channel 0 \"first\", dye green dye, excitation 488 nm, emission 520 nm\n"
-              "  image 1: 1 x 1 x 1 x 1 x 5, type float, voxels of - x - x 1e+06 um\n"
+              "  image 1: 1 x 1 x 1 x 1 x 5, type float, voxels of - x - x 1 m\n"
               "  Instrument:1 \"Acme One\": 0 light sources, 0 detectors, 0 filters\n"
               "    Objective:1 \"Plan\", magnification 63, NA 1.4, immersion Oil\n");
 }

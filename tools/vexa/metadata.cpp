@@ -166,14 +166,19 @@ std::string channel_line(JSON::Value const& channel, std::size_t index) {
         number_text(", emission {:.4g} nm", channel.get<JSON::Value>("emission_wavelength"), 1e-9));
 }
 
+/// Slowest axis first. Stacks whose size nobody set have voxels of a meter.
 std::string voxel_text(JSON::List const& sizes) {
+    bool large = false;
+    for (auto const& size : sizes)
+        if (auto const* const number = size.get_if<JSON::Number>())
+            large = large || number->to_double() >= 1e-3;
     std::string text;
     for (auto size = sizes.rbegin(); size != sizes.rend(); ++size) {
         if (!text.empty()) text += " x ";
-        auto const number = number_text("{:.4g}", *size, 1e-6);
+        auto const number = number_text("{:.4g}", *size, large ? 1 : 1e-6);
         text += number.empty() ? "-" : number;
     }
-    return text == "- x - x -" ? std::string() : ", voxels of " + text + " um";
+    return text == "- x - x -" ? std::string() : ", voxels of " + text + (large ? " m" : " um");
 }
 
 std::string image_lines(JSON::Value const& image) {
