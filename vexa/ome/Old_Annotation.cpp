@@ -87,7 +87,8 @@ bool take_old_annotations(Abstract_References& references, Array_of<Annotation>&
         if (annotation == annotations.end() || !annotation->contents().has_value()) continue;
         if (!take(*annotation->contents().value())) continue;
         taken = true;
-        if (typeid(*annotation) != typeid(Annotation)) {
+        Annotation const& held = *annotation;
+        if (typeid(held) != typeid(Annotation)) {
             for (char const* group : groups) JSON::Proxy(annotation->contents(), group).reset();
             continue;
         }
