@@ -239,7 +239,7 @@ TEST_F(ImageTest, RefusesEnumeratorsWithoutANameBeforeAnythingChanges) {
 }
 
 TEST_F(ImageTest, TakesTheMediaOfTheSchema) {
-    using enum Objective::Immersion;
+    using enum ::OME::Objective_Immersion;
     for (auto const medium : {air, oil, water, glycerol, other}) {
         image.objective_settings().set_medium(medium);
         EXPECT_EQ(Root(root.XML()).ome.images().front().objective_settings().medium(), medium);
