@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <exception>
 #include <numeric>
-#include <string>
 #include <vector>
 
 #include <vexa/VexaIo.h>
@@ -53,7 +52,7 @@ bool use_metadata() {
     dye->set_emission_wavelength({509, OME::Length::nm});
     OME::Root const copy(root.XML());
     auto const* dyes = copy.ome.dyes();
-    return dyes && dyes->size() == 1 && dyes->front().name().get<std::string>() == "GFP" &&
+    return dyes && dyes->size() == 1 && *dyes->front().name().value() == "GFP" &&
            dyes->front().emission_wavelength_in_meters() == 509e-9;
 }
 
