@@ -170,7 +170,7 @@ public:
     /// as set_light_source().
     /// \return whether there was something
     bool update_1();
-    bool update_1(detail::Annotation_Users& users);
+    bool update_1(detail::Annotation_Users& users); ///< with counts that all images of a document share
     void update_2();
 
 private:

@@ -286,11 +286,11 @@ public:
 
     /// Bring what earlier releases wrote up to date; see Root::update().
     /// \return whether there was something
-    /// \throws std::invalid_argument "stod" and "stoi" for texts that are no numbers
+    /// \throws std::invalid_argument, std::out_of_range "stod" and "stoi" for texts that are no such numbers
     /// \throws JSON::Bad_Access "JSON path '{}' not found." for a value without a text
     /// \throws std::bad_variant_access for an unknown unit
     bool update_1();
-    bool update_1(detail::Annotation_Users& users);
+    bool update_1(detail::Annotation_Users& users); ///< with counts that all images of a document share
     void update_2();
 
     void set(JSON::Value const& value, bool quiet = false) override;

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <stdexcept>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -59,8 +60,8 @@ int integer_in(JSON::Value const& group, std::string_view name, std::string_view
     return number_at_start_of<int>(text_in(group, name, key), "stoi");
 }
 
-Annotation_Users::Annotation_Users(JSON::Value const& tree) {
-    std::vector<JSON::Value const*> rest{&tree}; // documents may be deep
+void Annotation_Users::count() {
+    std::vector<JSON::Value const*> rest{&tree_}; // documents may be deep
     while (!rest.empty()) {
         JSON::Value const& value = *rest.back();
         rest.pop_back();
@@ -74,7 +75,10 @@ Annotation_Users::Annotation_Users(JSON::Value const& tree) {
     }
 }
 
-bool Annotation_Users::remove_one(std::string const& id) { return --counts_[id] == 0; }
+bool Annotation_Users::remove_one(std::string const& id) {
+    if (!std::exchange(counted_, true)) count();
+    return --counts_[id] == 0;
+}
 
 bool take_old_annotations(Abstract_References& references, Array_of<Annotation>& annotations,
                           Annotation_Users& users, std::initializer_list<char const*> groups,
@@ -93,8 +97,9 @@ bool take_old_annotations(Abstract_References& references, Array_of<Annotation>&
             continue;
         }
         std::string const id = here->id.value()->get<std::string>();
+        bool const was_last = users.remove_one(id);
         references.erase(here);
-        if (users.remove_one(id)) annotations.erase(annotation);
+        if (was_last) annotations.erase(annotation);
     }
     return taken;
 }

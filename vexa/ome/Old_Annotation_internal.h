@@ -29,15 +29,20 @@ std::string const& text_in(JSON::Value const& group, std::string_view name, std:
 double real_in(JSON::Value const& group, std::string_view name, std::string_view key);
 int integer_in(JSON::Value const& group, std::string_view name, std::string_view key);
 
-/// How many elements of a document name each annotation.
+/// How many elements of a document name each annotation. Counted when it is first asked for: most documents have
+/// nothing old in them.
 class Annotation_Users {
 public:
-    explicit Annotation_Users(JSON::Value const& tree);
+    explicit Annotation_Users(JSON::Value const& tree) : tree_(tree) {}
     /// One element less names this annotation.
     /// \return whether it was the last one
     bool remove_one(std::string const& id);
 
 private:
+    void count();
+
+    JSON::Value const& tree_;
+    bool counted_ = false;
     std::unordered_map<std::string, std::size_t> counts_;
 };
 

@@ -39,7 +39,7 @@ public:
 
     /// Bring what earlier releases wrote up to date; see Root::update().
     /// \return whether there was something
-    /// \throws std::invalid_argument "stoul" for a colour that is no number
+    /// \throws std::invalid_argument, std::out_of_range "stoul" for a colour that is no number
     bool update_1();
     bool update_2();
 

@@ -30,7 +30,7 @@ public:
     /// \throws Invalid_Argument "Incomplete data: missing {}." for a reference to a missing element
     /// \throws Invalid_Data "Invalid step modulo Z." or "Invalid range modulo Z." (C, T) for an image whose
     /// axis is divided into a number of steps that is none
-    /// \throws JSON::Bad_Access for text where an image has children
+    /// \throws JSON::Bad_Access for text where an image has children; and what update() throws
     explicit Root(std::string const& xml);
     /// Take over all that \p other holds, and resolve the references.
     Root& operator=(Root const& other);
