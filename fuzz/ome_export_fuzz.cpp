@@ -15,6 +15,7 @@
 #include "export_XML.h"
 #include "fuzz.h"
 #include "import_XML.h"
+#include "ome_document.h"
 
 namespace {
 
@@ -45,15 +46,8 @@ void check_export(OME::Root const& root) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     std::optional<OME::Root> root;
-    try {
-        root.emplace(std::string(reinterpret_cast<char const*>(data), size));
-    } catch (JSON::XML_Reader::Unexpected const&) {
-        return 0;
-    } catch (std::bad_variant_access const&) {
-        return 0;
-    } catch (OME::Invalid_Argument const&) {
-        return 0;
-    }
+    open_document(data, size, root);
+    if (!root) return 0;
     check_export(*root);
     return 0;
 }

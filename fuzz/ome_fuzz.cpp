@@ -13,6 +13,7 @@
 #include <vexa/ome/Root.h>
 
 #include "fuzz.h"
+#include "ome_document.h"
 #include "ome_getters.h"
 
 namespace {
@@ -110,17 +111,8 @@ void check_copy(OME::Root const& root) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     std::optional<OME::Root> root;
-    try {
-        root.emplace(std::string(reinterpret_cast<char const*>(data), size));
-    } catch (JSON::XML_Reader::Unexpected const&) {
-        return 0;
-    } catch (std::bad_variant_access const&) {
-        return 0;
-    } catch (OME::Invalid_Argument const&) {
-        return 0;
-    } catch (OME::Invalid_Data const&) {
-        return 0;
-    }
+    open_document(data, size, root);
+    if (!root) return 0;
     root->resolve_references();
     for (OME::Image const& image : root->ome.images()) Vexa::fuzz::call_getters(image);
     check_that_it_reads_back(*root, false);
