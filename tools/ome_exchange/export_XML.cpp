@@ -1,5 +1,6 @@
 #include "export_XML.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -7,6 +8,7 @@
 
 #include <vexa/json/Write_to_XML.h>
 
+#include "document_tree.h"
 #include "parser.h"
 #include "schema_order.h"
 
@@ -23,34 +25,28 @@ std::string end_of(std::string_view text) {
     return shown;
 }
 
+constexpr char name_separator = '\n'; // which parsers leave in no attribute
+
+/// The tree holds names without their prefixes. One that looks as if it had a prefix would lose it on reading.
+/// \param name the namespace, the name behind the prefix, and the prefix if there is one
+void stop_at_prefix(void* parser, char const* name, char const**) {
+    if (std::ranges::count(std::string_view(name), name_separator) == 2)
+        XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
+}
+
 /// The writer puts out names and texts as they are, and a tree may hold any.
 void check_that_it_is_XML(std::string_view text) {
-    Parser const parser = owned(XML_ParserCreateNS(nullptr, ' '));
+    Parser const parser = owned(XML_ParserCreateNS(nullptr, name_separator));
+    XML_SetReturnNSTriplet(parser.get(), XML_TRUE);
+    XML_UseParserAsHandlerArg(parser.get());
+    XML_SetStartElementHandler(parser.get(), &stop_at_prefix);
     if (parse(parser.get(), text)) return;
+    auto const error = XML_GetErrorCode(parser.get());
     auto const place = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser.get()));
-    throw std::invalid_argument(fmt::format("Cannot export XML: {} behind '{}'",
-                                            XML_ErrorString(XML_GetErrorCode(parser.get())),
-                                            end_of(text.substr(0, place))));
-}
-
-/// \tparam Value JSON::Value, const or not
-/// \return null if there is no such entry
-template <typename Value>
-Value* entry(Value& map, std::string_view key) {
-    auto* const entries = map.template get_if<JSON::Map>();
-    if (!entries) return nullptr;
-    auto const found = entries->find(key);
-    return found == entries->end() ? nullptr : &found->second;
-}
-
-/// Call \p action for each element of a name.
-/// \param elements lists by names, or null
-template <typename Value, typename Action>
-void for_each(Value* elements, std::string_view name, Action action) {
-    Value* const value = elements ? entry(*elements, name) : nullptr;
-    auto* const list = value ? value->template get_if<JSON::List>() : nullptr;
-    if (!list) return;
-    for (Value& element : *list) action(element);
+    throw std::invalid_argument(
+        fmt::format("Cannot export XML: {} behind '{}'",
+                    error == XML_ERROR_ABORTED ? "element name with a prefix" : XML_ErrorString(error),
+                    end_of(text.substr(0, place))));
 }
 
 /// Call \p action for each physical size that is unknown, with the pixels and the name of the attribute.
@@ -63,8 +59,8 @@ void for_each_unknown_size(Value& tree, Action action) {
         }
     };
     for_each(&tree, "OME", [&](Value& ome) {
-        for_each(entry(ome, ""), "Image",
-                 [&](Value& image) { for_each(entry(image, ""), "Pixels", in_pixels); });
+        for_each(children(ome), "Image",
+                 [&](Value& image) { for_each(children(image), "Pixels", in_pixels); });
     });
 }
 
@@ -86,8 +82,9 @@ std::string written(JSON::Value const& tree) {
 
 } // namespace
 
-std::string export_XML(Root const& root) {
-    JSON::Value const& tree = *root.value();
+std::string export_XML(Root const& root) { return export_XML(*root.value()); }
+
+std::string export_XML(JSON::Value const& tree) {
     bool has_unknown_sizes = false;
     for_each_unknown_size(tree, [&](JSON::Value const&, std::string_view) { has_unknown_sizes = true; });
     std::string text = has_unknown_sizes ? written(without_unknown_sizes(tree)) : written(tree);

@@ -25,5 +25,7 @@ namespace OME {
 /// \throws std::invalid_argument "Cannot export XML: {} behind '{}'" with the reason and the text in front of the
 /// place, for names, texts and prefixes that XML doesn't allow, such as control characters
 std::string export_XML(Root const& root);
+/// The same for a tree of such a form.
+std::string export_XML(JSON::Value const& document);
 
 } // namespace OME

@@ -142,6 +142,18 @@ TEST(ExportXml, NamesThatXmlDoesNotAllowAreRefused) {
                    "Cannot export XML: not well-formed (invalid token) behind '" + before.substr(1) + "<'");
 }
 
+TEST(ExportXml, NamesThatWouldLoseAPrefixOnReadingAreRefused) {
+    std::string const text = start + "<xsi:b/>";
+    expect_refused(OME::Root("<OME><a:xsi:b></a:xsi:b></OME>"),
+                   "Cannot export XML: element name with a prefix behind '" + text.substr(text.size() - 60) +
+                       "'");
+}
+
+TEST(ExportXml, NamespacesWithBlanksAreAllowed) {
+    OME::Root const root("<OME><a xmlns='b c d'><e></e></a></OME>");
+    EXPECT_EQ(OME::export_XML(root), start + "<a xmlns=\"b c d\"><e/></a></OME>");
+}
+
 TEST(ExportXml, ADocumentWithAnotherRootIsRefused) {
     try {
         OME::export_XML(OME::Root("<a/>"));
