@@ -9,6 +9,7 @@
 #include "console.h"
 #include "image.h"
 #include "npy.h"
+#include "ome_tiff.h"
 #include "output_file.h"
 #include "picture.h"
 #include "raw.h"
@@ -67,6 +68,23 @@ void export_raw(ExportOptions const& options, bf::StackInterface const& stack, I
     raw.publish();
 }
 
+/// OUT.ome.tif or OUT.ome.tiff
+bool is_ome_tiff(std::filesystem::path const& path) {
+    auto const ending = lower_ending(path);
+    return (ending == ".tif" || ending == ".tiff") && lower_ending(path.stem()) == ".ome";
+}
+
+void export_ome_tiff(ExportOptions const& options, bf::FileInterface& file, unsigned long index,
+                     bf::StackInterface const& stack, ImageInfo const& info) {
+    std::vector<std::string> warnings;
+    auto const document = ome_tiff_document(file, index, info, warnings);
+    OutputFile output(options.output, options.force);
+    copy_samples(options, stack, *write_tiff(output, info, document));
+    output.publish();
+    for (auto const& warning : warnings)
+        complain(fmt::format("{}: {}.", printable(options.file.string()), warning));
+}
+
 template <typename Writer>
 void export_image(ExportOptions const& options, bf::StackInterface const& stack, ImageInfo const& info,
                   Writer write) {
@@ -77,7 +95,7 @@ void export_image(ExportOptions const& options, bf::StackInterface const& stack,
 
 /// The region of one plane: all of the two fastest axes that are no colours, one index of each other axis.
 std::vector<AxisRange> plane_region(ExportOptions const& options, ImageInfo const& info) {
-    std::size_t const x = info.labels.front() == colour_label && info.shape.size() > 1 ? 1 : 0;
+    std::size_t const x = has_colour_axis(info) ? 1 : 0;
     std::vector<unsigned long> others;
     for (std::size_t axis = 0; axis < info.shape.size(); ++axis)
         if (axis != x && axis != x + 1) others.push_back(info.shape[axis]);
@@ -113,7 +131,7 @@ Contrast parse_range(std::string const& text) {
 
 void export_png(ExportOptions const& options, bf::StackInterface const& stack, ImageInfo const& info) {
     auto const region = plane_region(options, info);
-    std::size_t const x = info.labels.front() == colour_label && info.shape.size() > 1 ? 1 : 0;
+    std::size_t const x = has_colour_axis(info) ? 1 : 0;
     auto const height = x + 1 < info.shape.size() ? info.shape[x + 1] : 1;
     if (info.shape[x] > most_pixels || height > most_pixels / std::max(info.shape[x], 1ul))
         throw Failure(Exit::wrong_use, "The plane is too large for a PNG file.");
@@ -149,7 +167,8 @@ Exit run_export(ExportOptions const& options) {
     Workers workers(options.threads);
     auto const file = open_vbf(options.file);
     file->set_threading_support(workers.support());
-    auto const stack = file->get_stack(find_stack(*file, options.stack));
+    auto const index = find_stack(*file, options.stack);
+    auto const stack = file->get_stack(index);
     auto const info = describe(*stack);
     if (info.shape.empty()) throw Failure(Exit::wrong_use, "A stack without axes has nothing to export.");
     if (info.element_size() == 0)
@@ -160,17 +179,18 @@ Exit run_export(ExportOptions const& options) {
         throw Failure(Exit::wrong_use, "--plane and --range are for .png files.");
     if (ending == ".npy")
         export_image(options, *stack, info, write_npy);
+    else if (is_ome_tiff(options.output))
+        export_ome_tiff(options, *file, index, *stack, info);
     else if (ending == ".tif" || ending == ".tiff")
-        export_image(options, *stack, info, write_tiff);
+        export_image(options, *stack, info, write_shaped_tiff);
     else if (ending == ".raw")
         export_raw(options, *stack, info);
     else if (ending == ".png")
         export_png(options, *stack, info);
     else
-        throw Failure(
-            Exit::wrong_use,
-            fmt::format("{}: don't know how to write '{}' files; .npy, .tif, .tiff, .raw and .png are known.",
-                        options.output.string(), ending));
+        throw Failure(Exit::wrong_use, fmt::format("{}: don't know how to write '{}' files; .npy, .tif, "
+                                                   ".tiff, .ome.tif, .raw and .png are known.",
+                                                   options.output.string(), ending));
     return Exit::done;
 }
 

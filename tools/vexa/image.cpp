@@ -20,6 +20,10 @@ std::uint64_t ImageInfo::elements() const {
 
 std::size_t ImageInfo::element_size() const { return vexa_dt_get_size(type); }
 
+bool has_colour_axis(ImageInfo const& info) {
+    return !info.labels.empty() && info.labels.front() == colour_label && info.shape.size() > 1;
+}
+
 std::string lower_ending(std::filesystem::path const& path) {
     auto ending = path.extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(),

@@ -16,6 +16,7 @@ struct ImageInfo {
     std::vector<std::string> labels;   ///< one for each axis; may be empty texts
     std::vector<double> pixel_lengths; ///< metres along each axis, 0 where unknown; empty when all are
     std::vector<double> lengths;       ///< of each axis as a whole, in no known unit; empty where unknown
+    std::string name;                  ///< empty where unknown
     std::string description;
 
     /// Samples in all. Readers have made sure that it fits, and its bytes too.
@@ -25,6 +26,7 @@ struct ImageInfo {
 
 /// A label that marks axis 0 as the interleaved colour samples of a pixel.
 inline constexpr char const* colour_label = "S";
+bool has_colour_axis(ImageInfo const& info);
 
 /// Image data that is read from its beginning to its end, a bounded part of it in memory at any time.
 ///

@@ -1,18 +1,23 @@
 #include <algorithm>
+#include <new>
+#include <utility>
 
 #include <fmt/format.h>
 #include <vexa/arrays/StackInfoImp.h>
 #include <vexa/foundation/types.h>
+#include <vexa/ome/Root.h>
 
 #include "commands.h"
 #include "console.h"
 #include "image.h"
 #include "metadata.h"
+#include "ome_tiff.h"
 #include "output_file.h"
 #include "raw.h"
 #include "sidecar.h"
 #include "stacks.h"
 #include "text.h"
+#include "tiff_image.h"
 #include "workers.h"
 
 namespace Vexa::tool {
@@ -33,10 +38,45 @@ std::unique_ptr<SampleSource> open_raw_input(ImportOptions const& options) {
     return open_raw(options.input, info);
 }
 
-std::unique_ptr<SampleSource> open_input(ImportOptions const& options) {
-    if (lower_ending(options.input) == ".raw" || options.shape || options.type)
-        return open_raw_input(options);
-    return open_image(options.input);
+/// What is to be imported: a stack each, and the document that describes them, if the input has one.
+struct Input {
+    std::vector<std::unique_ptr<SampleSource>> images;
+    std::string document;
+    std::vector<std::string> warnings;
+};
+
+/// The images of the OME document of a TIFF file, or else all its pages as one stack.
+Input open_tiff_input(std::filesystem::path const& path) {
+    auto const pages = std::make_shared<TiffPages>(path);
+    Input input;
+    if (is_ome_document(pages->description(0))) {
+        try {
+            auto ome = open_ome_tiff(pages);
+            input = {std::move(ome.images), std::move(ome.document), std::move(ome.warnings)};
+            if (input.images.empty())
+                input.warnings.push_back(
+                    fmt::format("{}: the OME document is left out, since none of its images is in the file.",
+                                path.string()));
+        } catch (Failure const&) {
+            throw;
+        } catch (std::bad_alloc const&) {
+            throw;
+        } catch (std::exception const& error) {
+            input.warnings.push_back(
+                fmt::format("{}: the OME document is left out: {}", path.string(), error.what()));
+        }
+    }
+    if (input.images.empty()) input.images.push_back(stack_of_pages(pages));
+    return input;
+}
+
+Input open_input(ImportOptions const& options) {
+    auto const ending = lower_ending(options.input);
+    bool const is_raw = ending == ".raw" || options.shape || options.type;
+    if (!is_raw && (ending == ".tif" || ending == ".tiff")) return open_tiff_input(options.input);
+    Input input;
+    input.images.push_back(is_raw ? open_raw_input(options) : open_image(options.input));
+    return input;
 }
 
 void check_shape(std::filesystem::path const& path, ImageInfo const& info) {
@@ -47,7 +87,7 @@ void check_shape(std::filesystem::path const& path, ImageInfo const& info) {
 }
 
 void describe(arrays::StackInfoInterface& stack, ImageInfo const& info, ImportOptions const& options) {
-    stack.set_name(options.name.value_or(options.input.stem().string()));
+    stack.set_name(options.name.value_or(info.name.empty() ? options.input.stem().string() : info.name));
     stack.set_description(options.description.value_or(info.description));
     stack.set_labels(info.labels);
     if (!info.lengths.empty()) stack.set_lengths(info.lengths);
@@ -78,24 +118,50 @@ void copy_samples(SampleSource& source, bf::StackInterface& stack) {
     }
 }
 
+arrays::StackInfoImp description_of(ImageInfo const& info, ImportOptions const& options) {
+    check_shape(options.input, info);
+    arrays::StackInfoImp description(info.type, info.shape);
+    describe(description, info, options);
+    return description;
+}
+
+/// What the user has chosen stands in the document, too.
+void take_document(OME::Root& root, Input const& input, ImportOptions const& options) {
+    root = OME::Root(input.document);
+    if (input.images.size() != 1) return;
+    OME::Image& image = root.ome.images().front();
+    if (options.name) image.name().set(*options.name);
+    if (options.description) image.description().set(*options.description);
+}
+
 void import_once(ImportOptions const& options, OutputFile const& output, unsigned threads) {
-    auto const source = open_input(options);
-    check_shape(options.input, source->info());
-    // The description comes first: the image of the stack is made of it.
-    arrays::StackInfoImp description(source->info().type, source->info().shape);
-    describe(description, source->info(), options);
-    auto const no_image = why_no_image(description);
+    auto const input = open_input(options);
+    if (input.images.size() > 1 && (options.name || options.description))
+        throw Failure(Exit::wrong_use, fmt::format("--name and --description are for one stack; {} has {}.",
+                                                   options.input.string(), input.images.size()));
+    // The descriptions come first: the images of the stacks are made of them.
+    std::vector<arrays::StackInfoImp> descriptions;
+    std::string no_image;
+    for (auto const& source : input.images) {
+        descriptions.push_back(description_of(source->info(), options));
+        if (no_image.empty()) no_image = why_no_image(descriptions.back());
+    }
     Workers workers(threads);
     auto const file = create_file(!no_image.empty());
     file->open(output.path(), bf::DiskFile::Mode::create);
     file->set_threading_support(workers.support());
     // An import that is given up must not fill the file with zeros before it goes away.
     bf::WriteMode const no_padding = bf::WriteModeFlags::no_padding;
-    auto const stack = file->add_stack(description, no_padding, 0, false);
-    stack->set_compression(options.level > 0 ? 1 : 0, options.level);
-    copy_samples(*source, *stack);
+    for (std::size_t i = 0; i < descriptions.size(); ++i) {
+        auto const stack = file->add_stack(descriptions[i], no_padding, 0, false);
+        stack->set_compression(options.level > 0 ? 1 : 0, options.level);
+        copy_samples(*input.images[i], *stack);
+    }
+    if (!input.document.empty()) take_document(file->metadata(), input, options);
     file->close();
-    for (auto const& warning : source->warnings()) complain(printable(warning));
+    for (auto const& warning : input.warnings) complain(printable(warning));
+    for (auto const& source : input.images)
+        for (auto const& warning : source->warnings()) complain(printable(warning));
     if (!no_image.empty())
         complain(fmt::format("{}: has no OME document, which can't describe the stack: {}",
                              printable(options.output.string()), printable(no_image)));

@@ -103,9 +103,12 @@ private:
         add_threads(command, cat_.threads);
     }
     void add_import() {
-        auto* const command = add("import", "Make a VBF file of a TIFF, NumPy, .dbl or raw file",
+        auto* const command = add("import", "Make a VBF file of a TIFF, OME-TIFF, NumPy, .dbl or raw file",
                                   [this] { return run_import(import_); });
-        command->add_option("IN", import_.input, ".tif, .tiff, .npy, .dbl, or .raw with a .json beside it")
+        command
+            ->add_option("IN", import_.input,
+                         ".tif or .tiff, whose OME document comes along with a stack for each of its images; "
+                         ".npy, .dbl, or .raw with a .json beside it")
             ->required();
         command->add_option("OUT", import_.output, "VBF file")->required();
         command->add_option("--shape", import_.shape, "Shape of raw samples, slowest axis first: 10,512,512");
@@ -117,13 +120,15 @@ private:
         add_force(command, import_.force);
     }
     void add_export() {
-        auto* const command = add("export", "Write a stack as a NumPy, TIFF, raw or PNG file",
+        auto* const command = add("export", "Write a stack as a NumPy, TIFF, OME-TIFF, raw or PNG file",
                                   [this] { return run_export(export_); });
         command->add_option("FILE", export_.file, "VBF or .dbl file")->required();
         command->add_option("STACK", export_.stack, stack_help)->required();
         command
-            ->add_option("OUT", export_.output,
-                         ".npy, .tif, .raw (with a .json beside it), or .png of one plane")
+            ->add_option(
+                "OUT", export_.output,
+                ".npy, .tif, .ome.tif (with the OME document of the stack), .raw (with a .json beside "
+                "it), or .png of one plane")
             ->required();
         command->add_option("--plane", export_.plane,
                             "Plane of a .png: an index for each axis but the two fastest, slowest first");

@@ -226,11 +226,6 @@ std::optional<Dimensions> dimensions_of(bf::StackInterface const& stack) {
     return std::nullopt;
 }
 
-std::vector<unsigned long> without_ones(std::vector<unsigned long> shape) {
-    while (!shape.empty() && shape.back() == 1) shape.pop_back();
-    return shape;
-}
-
 /// Whether an image has the sizes that the library gives it for a stack whose size isn't known yet.
 bool is_without_sizes(OME::Image const& image) {
     Dimensions const none;
@@ -240,7 +235,7 @@ bool is_without_sizes(OME::Image const& image) {
 void compare(OME::Image const& image, bf::StackInterface const& stack, unsigned long index,
              std::vector<std::string>& disagreements) {
     auto const shape = image.storage_shape();
-    if (!is_without_sizes(image) && without_ones(shape) != without_ones(stack.shape()))
+    if (!is_without_sizes(image) && without_slow_ones(shape) != without_slow_ones(stack.shape()))
         disagreements.push_back(fmt::format("image {} has {} samples, stack {} has {}", index,
                                             shape_text(shape), index, shape_text(stack.shape())));
     // The type of bits, which no stack has, stands for one that wasn't known yet.
@@ -275,6 +270,11 @@ std::string why_no_image(arrays::StackInfoInterface const& info) {
         fill_type(dimensions, info);
         fill_shape(dimensions, info);
     });
+}
+
+std::vector<unsigned long> without_slow_ones(std::vector<unsigned long> shape) {
+    while (!shape.empty() && shape.back() == 1) shape.pop_back();
+    return shape;
 }
 
 JSON::Value document_json(bf::FileInterface& file, unsigned long const* only) {

@@ -16,6 +16,9 @@ namespace Vexa::tool {
 /// Why no image can describe a stack, in the words of the library; empty if one can.
 std::string why_no_image(arrays::StackInfoInterface const& info);
 
+/// A shape, fastest axis first, without the last axes of one sample, which stacks and images may have or lack.
+std::vector<unsigned long> without_slow_ones(std::vector<unsigned long> shape);
+
 /// The images of a document with their channels, and the instruments. Lengths are in meters, shapes fastest axis
 /// first, and null stands for what the document doesn't say. For a damaged document a map with the key "error"
 /// in place of all others; null for a file without a document.

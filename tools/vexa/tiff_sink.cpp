@@ -12,7 +12,9 @@ namespace Vexa::tool {
 namespace {
 
 constexpr std::uint64_t strip_bytes = 256 * 1024;
-constexpr std::uint64_t classic_limit = 0xF0000000; ///< leaves room for the directories below 4 GiB
+constexpr std::uint64_t classic_limit = 0xFFFFFFFF; ///< of the places in a file that isn't BigTIFF
+constexpr std::uint64_t directory_bytes = 1024;     ///< more than that of a page takes, without its strips
+constexpr std::uint64_t strip_entry_bytes = 16;     ///< of its place and size
 
 std::uint16_t sample_format(int type) {
     switch (type) {
@@ -28,18 +30,18 @@ std::uint16_t sample_format(int type) {
     case types::int64: return SAMPLEFORMAT_INT;
     case types::single:
     case types::double_: return SAMPLEFORMAT_IEEEFP;
+    case types::cplx_single:
+    case types::cplx_double: return SAMPLEFORMAT_COMPLEXIEEEFP;
     default:
-        throw Failure(
-            Exit::wrong_use,
-            fmt::format("A TIFF file can't hold samples of type {:#x}; .npy can hold complex ones.", type));
+        throw Failure(Exit::wrong_use, fmt::format("A TIFF file can't hold samples of type {:#x}.", type));
     }
 }
 
 class TiffSink : public SampleSink {
 public:
-    TiffSink(OutputFile const& file, ImageInfo const& info)
-        : output_(file), shape_(info.shape), type_(info.type) {
-        bool coloured = !info.labels.empty() && info.labels.front() == colour_label && shape_.size() > 1;
+    TiffSink(OutputFile const& file, ImageInfo const& info, std::string const& description)
+        : output_(file), description_(description), shape_(info.shape), type_(info.type) {
+        bool coloured = has_colour_axis(info);
         if (type_ == types::rgb_triple) {
             type_ = types::uint8;
             shape_.insert(shape_.begin(), 3);
@@ -58,8 +60,7 @@ public:
         sample_size_ = vexa_dt_get_size(type_);
         row_bytes_ = samples_per_pixel_ * width_ * sample_size_;
         rows_per_strip_ = std::clamp<std::uint64_t>(strip_bytes / row_bytes_, 1, height_);
-        auto const total = info.elements() * element_size_;
-        handle_ = std::make_unique<TiffHandle>(file.path().string(), total > classic_limit ? "w8" : "w");
+        handle_ = std::make_unique<TiffHandle>(file.path().string(), needs_big_file() ? "w8" : "w");
         if (!*handle_) fail();
         pixel_lengths_ = info.pixel_lengths;
         strip_.reserve(row_bytes_ * rows_per_strip_);
@@ -86,6 +87,16 @@ private:
     [[noreturn]] void fail() {
         throw Failure(Exit::output_failed, fmt::format("{}: cannot be written: {}", output_.target().string(),
                                                        handle_->take_error()));
+    }
+
+    bool needs_big_file() const {
+        std::uint64_t const page = row_bytes_ * height_ + directory_bytes +
+                                   strip_entry_bytes * ((height_ - 1) / rows_per_strip_ + 1);
+        std::uint64_t samples = 1, bytes = 0;
+        for (auto const size : shape_) samples *= size;
+        auto const pages = samples / (samples_per_pixel_ * width_ * height_);
+        return __builtin_mul_overflow(pages, page, &bytes) ||
+               __builtin_add_overflow(bytes, description_.size(), &bytes) || bytes > classic_limit;
     }
 
     void write_strip() {
@@ -120,7 +131,7 @@ private:
         }
         if (!first_page_) return;
         first_page_ = false;
-        ::TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, shape_note(shape_).c_str());
+        ::TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, description_.c_str());
         set_resolution();
     }
 
@@ -133,6 +144,7 @@ private:
     }
 
     OutputFile const& output_;
+    std::string description_;
     std::vector<unsigned long> shape_;
     std::vector<double> pixel_lengths_;
     int type_;
@@ -148,8 +160,15 @@ private:
 
 } // namespace
 
-std::unique_ptr<SampleSink> write_tiff(OutputFile const& file, ImageInfo const& info) {
-    return std::make_unique<TiffSink>(file, info);
+std::unique_ptr<SampleSink> write_tiff(OutputFile const& file, ImageInfo const& info,
+                                       std::string const& description) {
+    return std::make_unique<TiffSink>(file, info, description);
+}
+
+std::unique_ptr<SampleSink> write_shaped_tiff(OutputFile const& file, ImageInfo const& info) {
+    auto shape = info.shape;
+    if (info.type == types::rgb_triple) shape.insert(shape.begin(), 3);
+    return write_tiff(file, info, shape_note(shape));
 }
 
 } // namespace Vexa::tool
