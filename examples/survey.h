@@ -43,6 +43,7 @@ public:
     static constexpr VX::XYZ<double> corner{12.5e-3, 8e-3, 1.25e-3};
     static std::array<Stain, 2> const stains;
 
+    /// \pre the specimen is as high as it is wide
     explicit Survey(Specimen const& specimen);
 
     /// Move the stage from tile to tile and write them to a new file.
