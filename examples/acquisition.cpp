@@ -61,6 +61,19 @@ bool has_image(Vexa::arrays::StackInfoInterface const& description) {
 
 } // namespace
 
+void calibrate(Vexa::arrays::StackInfoImp& stack, std::array<double, 3> const& steps) {
+    stack.set_labels({"X", "Y", "Z"});
+    Vexa::units::RuntimeValue metre;
+    metre.set_value("m", 1.0);
+    for (std::size_t axis = 0; axis < steps.size(); ++axis) {
+        stack.set_units(axis, metre);
+        stack.set_offset(axis, 0.0);
+        // A stack that grows multiplies its length by the number of planes.
+        auto const size = std::max<std::size_t>(stack.shape()[axis], 1);
+        stack.set_length(axis, steps[axis] * static_cast<double>(size));
+    }
+}
+
 Acquisition::Acquisition(Camera& camera, std::string const& path, std::string const& preview_path,
                          Vexa::bf::ThreadingSupport const& threading)
     : camera_(camera) {
@@ -98,19 +111,9 @@ Vexa::arrays::StackInfoImp Acquisition::description(int type, std::vector<std::s
                                                     std::string const& name, double pixels_for_each) const {
     Vexa::arrays::StackInfoImp stack(type, shape);
     stack.set_name(name);
-    if (camera_.pixel_metres <= 0) return stack;
-    stack.set_labels({"X", "Y", "Z"});
-    Vexa::units::RuntimeValue metre;
-    metre.set_value("m", 1.0);
-    double const steps[] = {camera_.pixel_metres * pixels_for_each, camera_.pixel_metres * pixels_for_each,
-                            camera_.plane_metres};
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        stack.set_units(axis, metre);
-        stack.set_offset(axis, 0.0);
-        // A stack that grows multiplies its length by the number of planes.
-        auto const size = std::max<std::size_t>(stack.shape()[axis], 1);
-        stack.set_length(axis, steps[axis] * static_cast<double>(size));
-    }
+    if (camera_.pixel_metres > 0)
+        calibrate(stack, {camera_.pixel_metres * pixels_for_each, camera_.pixel_metres * pixels_for_each,
+                          camera_.plane_metres});
     return stack;
 }
 

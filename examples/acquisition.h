@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -38,6 +39,9 @@ struct Channel {
     std::vector<Window> windows;
     std::uint64_t bytes = 0; ///< of samples, as stored
 };
+
+/// Say how far apart the samples of a stack are along X, Y and Z, in meters.
+void calibrate(Vexa::arrays::StackInfoImp& stack, std::array<double, 3> const& steps);
 
 /// Takes planes from a camera and lets three stacks grow at once: the planes as they come, their smoothed
 /// form in a stack whose length nobody knows in advance, and small previews in the room reserved in a second

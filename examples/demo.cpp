@@ -20,12 +20,14 @@
 #include <fmt/format.h>
 
 #include "acquisition.h"
+#include "checks.h"
 #include "console.h"
 #include "failure.h"
 #include "image.h"
 #include "output_file.h"
 #include "picture.h"
 #include "specimen.h"
+#include "survey.h"
 #include "workers.h"
 
 extern char** environ;
@@ -34,14 +36,6 @@ namespace {
 
 using Vexa::tool::byte_text;
 namespace types = Vexa::types;
-
-/// What the checks found. The program fails when one of them does.
-int failures = 0;
-
-void check(bool good, std::string const& what) {
-    fmt::print("{:<6} {}\n", good ? "ok" : "FAILED", what);
-    if (!good) ++failures;
-}
 
 class Clock {
 public:
@@ -219,20 +213,52 @@ void print_sizes(std::filesystem::path const& path, std::vector<Channel> const& 
                byte_text(bytes), static_cast<double>(bytes) / static_cast<double>(size));
 }
 
+/// Show a file as the tool sees it.
+void show(std::string const& tool, std::filesystem::path const& path) {
+    fmt::print("\n$ vexa info {}\n", path.string());
+    check(run_tool(tool, {"info", path.string()}) == 0, "vexa info");
+    check(run_tool(tool, {"verify", path.string()}) == 0, "vexa verify");
+}
+
+/// Where the stage stood for the last tile of a survey.
+void show_position(std::string const& tool, std::filesystem::path const& path) {
+    std::string const place = "Image/3/Pixels/Plane/0";
+    fmt::print("\n$ vexa meta get {} {}\n", path.string(), place);
+    check(run_tool(tool, {"meta", "get", path.string(), place}) == 0, "vexa meta get");
+}
+
+/// Look the specimen over, open the file again and look at it.
+void survey(Specimen const& specimen, Options const& options) {
+    Clock const clock;
+    auto const path = options.output / "survey.vbf";
+    Survey survey(specimen);
+    survey.run(path);
+    fmt::print("Surveyed the specimen in {} tiles of {} x {} with {} channels, in {:.1f} s\n\n",
+               survey.tiles().size(), survey.tile_size(), survey.tile_size(), Survey::stains.size(),
+               clock.seconds());
+    fmt::print("Opening the survey again\n");
+    survey.check_file(path);
+    show(options.tool, path);
+    show_position(options.tool, path);
+    fmt::print("\n");
+}
+
 int run(Options const& options) {
     Clock const clock;
     std::filesystem::create_directories(options.output);
     auto const path = options.output / "specimen.vbf", preview_path = options.output / "preview.vbf";
     std::optional<Specimen> specimen;
     std::unique_ptr<Camera> camera;
+    fmt::print("Compressing with {} threads, files in {}\n\n", options.threads, options.output.string());
     if (options.input) {
+        fmt::print("No survey: an image file does not say where the stage stood.\n\n");
         camera = std::make_unique<FileCamera>(*options.input);
     } else {
         specimen.emplace(options.size, options.size, options.planes, options.seed);
+        survey(*specimen, options);
         camera = std::make_unique<SimulatedCamera>(*specimen);
     }
     Vexa::tool::Workers workers(options.threads);
-    fmt::print("Compressing with {} threads, files in {}\n\n", options.threads, options.output.string());
     Acquisition acquisition(*camera, path.string(), preview_path.string(), workers.support());
     acquire(acquisition, *camera);
     auto const& channels = acquisition.channels();
@@ -249,15 +275,11 @@ int run(Options const& options) {
     check_stack(*preview_file->get_stack(0), channels[2], *camera);
     draw(*file->get_stack(0), *camera, options.output / "plane.png");
 
-    for (auto const& vbf : {path, preview_path}) {
-        fmt::print("\n$ vexa info {}\n", vbf.string());
-        check(run_tool(options.tool, {"info", vbf.string()}) == 0, "vexa info");
-        check(run_tool(options.tool, {"verify", vbf.string()}) == 0, "vexa verify");
-    }
+    for (auto const& vbf : {path, preview_path}) show(options.tool, vbf);
     fmt::print("\n{} in {:.1f} s\n",
-               failures == 0 ? "All checks passed" : fmt::format("{} checks FAILED", failures),
+               failed_checks() == 0 ? "All checks passed" : fmt::format("{} checks FAILED", failed_checks()),
                clock.seconds());
-    return failures == 0 ? 0 : 1;
+    return failed_checks() == 0 ? 0 : 1;
 }
 
 } // namespace

@@ -84,7 +84,8 @@ Specimen::Specimen(std::uint32_t width, std::uint32_t height, std::uint32_t plan
 void Specimen::add_filament(std::uint64_t seed) {
     Random random(seed);
     Emitter at{random.uniform() * static_cast<float>(width_), random.uniform() * static_cast<float>(height_),
-               random.uniform() * static_cast<float>(planes_), 4.0f + 6.0f * random.uniform()};
+               random.uniform() * static_cast<float>(planes_), 4.0f + 6.0f * random.uniform(),
+               Part::filaments};
     float angle = random.uniform() * 6.2831853f, rise = 0.3f * random.normal();
     for (int step = 0; step < 1500; ++step) {
         emitters_.push_back(at);
@@ -98,9 +99,9 @@ void Specimen::add_filament(std::uint64_t seed) {
 
 void Specimen::add_bead(std::uint64_t seed) {
     Random random(seed);
-    emitters_.push_back({random.uniform() * static_cast<float>(width_),
-                         random.uniform() * static_cast<float>(height_),
-                         random.uniform() * static_cast<float>(planes_), 60.0f + 200.0f * random.uniform()});
+    emitters_.push_back(
+        {random.uniform() * static_cast<float>(width_), random.uniform() * static_cast<float>(height_),
+         random.uniform() * static_cast<float>(planes_), 60.0f + 200.0f * random.uniform(), Part::beads});
 }
 
 void Specimen::add_light(std::vector<float>& light, Emitter const& emitter, float defocus) const {
@@ -123,14 +124,14 @@ void Specimen::add_light(std::vector<float>& light, Emitter const& emitter, floa
     }
 }
 
-std::vector<std::uint16_t> Specimen::plane(std::uint32_t index) const {
+std::vector<std::uint16_t> Specimen::plane(std::uint32_t index, Part part) const {
     std::vector<float> light(std::size_t{width_} * height_, background);
     auto const focus = static_cast<float>(index);
     auto const below = [](Emitter const& emitter, float z) { return emitter.z < z; };
     auto emitter = std::lower_bound(emitters_.begin(), emitters_.end(), focus - axial_reach, below);
     for (; emitter != emitters_.end() && emitter->z < focus + axial_reach; ++emitter)
-        add_light(light, *emitter, emitter->z - focus);
-    Random random(seed_ + 77777 + index);
+        if (part == Part::all || part == emitter->part) add_light(light, *emitter, emitter->z - focus);
+    Random random(seed_ + 77777 + index + (static_cast<std::uint64_t>(part) << 32));
     auto const& counter = PhotonCounter::instance();
     std::vector<std::uint16_t> photons(light.size());
     for (std::size_t i = 0; i < light.size(); ++i) photons[i] = counter.count(light[i], random);

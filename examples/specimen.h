@@ -10,6 +10,8 @@ class Specimen {
 public:
     static constexpr double pixel_metres = 1e-7;
     static constexpr double plane_metres = 2e-7;
+    /// What emits light. Filaments and beads can be stained with dyes of their own.
+    enum class Part { all, filaments, beads };
 
     Specimen(std::uint32_t width, std::uint32_t height, std::uint32_t planes, std::uint64_t seed);
 
@@ -17,12 +19,13 @@ public:
     std::uint32_t height() const { return height_; }
     std::uint32_t planes() const { return planes_; }
 
-    /// The photons of one plane, row by row. May be called by several threads at once.
-    std::vector<std::uint16_t> plane(std::uint32_t index) const;
+    /// The photons of one plane that come from a part, row by row. May be called by several threads at once.
+    std::vector<std::uint16_t> plane(std::uint32_t index, Part part = Part::all) const;
 
 private:
     struct Emitter {
         float x, y, z, brightness;
+        Part part;
     };
 
     void add_filament(std::uint64_t seed);
