@@ -227,6 +227,13 @@ void show_position(std::string const& tool, std::filesystem::path const& path) {
     check(run_tool(tool, {"meta", "get", path.string(), place}) == 0, "vexa meta get");
 }
 
+/// One tile for other programs, with its part of the document.
+void export_tile(std::string const& tool, std::filesystem::path const& path) {
+    auto const tiff = path.parent_path() / "tile.ome.tif";
+    fmt::print("\n$ vexa export {} 0 {}\n", path.string(), tiff.string());
+    check(run_tool(tool, {"export", "--force", path.string(), "0", tiff.string()}) == 0, "vexa export");
+}
+
 /// Look the specimen over, open the file again and look at it.
 void survey(Specimen const& specimen, Options const& options) {
     Clock const clock;
@@ -240,6 +247,7 @@ void survey(Specimen const& specimen, Options const& options) {
     survey.check_file(path);
     show(options.tool, path);
     show_position(options.tool, path);
+    export_tile(options.tool, path);
     fmt::print("\n");
 }
 
