@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include <vexa/arrays/StackInfoInterface.h>
 #include <vexa/json/Value.h>
+#include <vexa/ome/OME_Utilities.h>
 
 #include "stacks.h"
 
@@ -12,9 +12,6 @@
 /// The OME document of a file, which has an image for each stack, in their order.
 
 namespace Vexa::tool {
-
-/// Why no image can describe a stack, in the words of the library; empty if one can.
-std::string why_no_image(arrays::StackInfoInterface const& info);
 
 /// The images of a document with their channels, and the instruments. Lengths are in meters, shapes fastest axis
 /// first, and null stands for what the document doesn't say. For a damaged document a map with the key "error"
