@@ -26,8 +26,8 @@ namespace Vexa::bf {
 /// A VBF file: stacks in the order they were added, a description, and named tags.
 ///
 /// Made by Vexa::create_file() or Vexa::open_file() and held by std::shared_ptr. A file is finished by
-/// close() or detach(). The destructor finishes it too, with unfinished stacks padded, but swallows what goes
-/// wrong. A file that was never finished can't be opened.
+/// close() or detach(). The destructor finishes it too, with unfinished stacks padded and without a document that
+/// can't be written, but swallows what goes wrong. A file that was never finished can't be opened.
 ///
 /// Owns: its stacks, and a stream from open(). Borrows: a stream from attach(), until detach().
 /// Failures: std::runtime_error "File not open." without a stream; VexaError "Failed reading {n} bytes from

@@ -169,17 +169,46 @@ TEST(DamagedDocuments, TheFirstBytesOfADocumentOpenOrAreRefused) {
     EXPECT_GT(failed, 0);
 }
 
-TEST(DamagedDocuments, OneOfAnotherRootKeepsTheFileFromBeingFinished) {
+namespace {
+
+/// A new file with a stack of 2 x 3 bytes, all 7, and with this text as its document.
+std::shared_ptr<FileInterface> file_in_work(std::filesystem::path const& path, std::string const& document) {
+    auto const file = Vexa::open_file(path, Mode::create);
+    file->set_tag(key, document);
+    auto const stack = file->add_stack(types::uint8, {2, 3}, false);
+    std::vector<unsigned char> const samples(6, 7);
+    stack->write(types::uint8, samples.data(), nullptr, samples.size());
+    return file;
+}
+
+} // namespace
+
+TEST(DamagedDocuments, OneOfAnotherRootKeepsTheFileFromBeingClosed) {
     TemporaryFolder folder;
-    auto const file = Vexa::open_file(folder / "a.vbf", Mode::create);
-    file->set_tag(key, "<Other/>");
-    Vexa::arrays::StackImp const stack(types::uint8, {2, 3});
-    file->write_stack(&stack, 0);
-    EXPECT_THROW(file->close(), std::invalid_argument);
+    auto const file = file_in_work(folder / "a.vbf", "<Other/>");
+    for (int i = 0; i < 2; ++i) EXPECT_THROW(file->close(), std::invalid_argument);
     EXPECT_TRUE(file->is_open());
     file->metadata().set(*OME::Root("").value());
     file->close();
     auto const again = Vexa::open_file(folder / "a.vbf", Mode::read);
-    EXPECT_EQ(again->get_num_stacks(), 1U);
+    expect_samples(*again);
     EXPECT_TRUE(again->metadata().ome.images().empty());
+}
+
+TEST(DamagedDocuments, OneThatCannotBeWrittenLeavesTheStacksOfAFileThatIsLetGo) {
+    TemporaryFolder folder;
+    auto file = file_in_work(folder / "a.vbf", "<Other/>");
+    file->set_tag("other", "kept");
+    file.reset();
+    auto const other_root = Vexa::open_file(folder / "a.vbf", Mode::read);
+    expect_samples(*other_root);
+    EXPECT_EQ(other_root->tag(key), "<Other/>");
+    EXPECT_EQ(other_root->tag("other"), "kept");
+
+    file = file_in_work(folder / "b.vbf", "");
+    file->metadata().ome.content.set(JSON::Map{{"Strange", 5}});
+    file.reset();
+    auto const strange = Vexa::open_file(folder / "b.vbf", Mode::read);
+    expect_samples(*strange);
+    EXPECT_EQ(strange->tag(key), "");
 }
