@@ -197,7 +197,7 @@ TEST_F(FileMetadata, TakesAnyByteInNamesAndDescriptions) {
     for (OME::Image const& image : images) {
         std::string const name(1, static_cast<char>(byte));
         EXPECT_EQ(name_of(image), name) << byte;
-        EXPECT_EQ(image.description().value()->get<std::string>(), "d" + name) << byte;
+        EXPECT_EQ(image.description().value_or(JSON::Value()), JSON::Value("d" + name)) << byte;
         EXPECT_EQ(again->get_stack(static_cast<unsigned long>(byte++))->name(), name);
     }
 }
@@ -215,7 +215,7 @@ TEST_F(FileMetadata, DescriptionOfBlanksIsLostInTheDocumentOnly) {
     ASSERT_EQ(images.size(), 3u);
     EXPECT_FALSE(images.front().description());
     EXPECT_FALSE(std::next(images.begin())->description());
-    EXPECT_EQ(*std::next(images.begin(), 2)->description().value(), JSON::Value("x "));
+    EXPECT_EQ(std::next(images.begin(), 2)->description().value_or(JSON::Value()), JSON::Value("x "));
     EXPECT_EQ(again->get_stack(1)->description(), "\n\t");
     EXPECT_EQ(again->get_stack(2)->description(), " x ");
 }
