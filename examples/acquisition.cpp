@@ -47,18 +47,6 @@ std::vector<float> as_stored(std::vector<float> const& samples) {
     return result;
 }
 
-/// Whether an OME image can describe a stack.
-bool has_image(Vexa::arrays::StackInfoInterface const& description) {
-    try {
-        OME::Image::Dimensions dimensions;
-        Vexa::fill_type(dimensions, description);
-        Vexa::fill_shape(dimensions, description);
-        return true;
-    } catch (std::invalid_argument const&) {
-        return false;
-    }
-}
-
 } // namespace
 
 void calibrate(Vexa::arrays::StackInfoImp& stack, std::array<double, 3> const& steps) {
@@ -88,7 +76,7 @@ void Acquisition::add_stacks(std::string const& path, std::string const& preview
     // A file has an OME document, with an image for each stack, made from the stack's description. It can't
     // describe samples of each type.
     auto const raw_description = description(camera_.type, {width, height, planes}, "raw", 1);
-    file_ = Vexa::create_file(!has_image(raw_description));
+    file_ = Vexa::create_file(!Vexa::why_no_image(raw_description).empty());
     file_->open(path, DiskFile::Mode::create);
     auto const raw = file_->add_stack(raw_description, chunk_wise, 0, false);
     raw->set_compression(1, 1);

@@ -1,6 +1,5 @@
 // Reads a collection of OME-XML documents that is kept outside of the project, if it is there.
 
-#include <filesystem>
 #include <map>
 #include <set>
 #include <sstream>
@@ -11,36 +10,15 @@
 #include <vexa/json/Write_to_XML.h>
 #include <vexa/json/Writer.h>
 #include <vexa/json/XML_Reader.h>
-#include <vexa/testing/bytes.h>
 #include <vexa/testing/ome_schema.h>
-#include <vexa/testing/sample_folder.h>
 
 #include "export_XML.h"
 #include "import_XML.h"
-
-namespace fs = std::filesystem;
+#include "shared_documents.h"
 
 namespace {
 
-fs::path documents() { return Vexa::testing::sample_folder(VEXA_SOURCE_DIR) / "ome"; }
-
-/// The texts of all documents by their paths below the folder.
-std::map<std::string, std::string> texts() {
-    std::map<std::string, std::string> result;
-    for (auto const& entry : fs::recursive_directory_iterator(documents()))
-        if (entry.path().filename().string().ends_with(".ome.xml"))
-            result.emplace(entry.path().lexically_relative(documents()).generic_string(),
-                           Vexa::testing::read_bytes(entry.path()));
-    return result;
-}
-
-/// Read a document that must be closed at its end.
-JSON::Value read(std::string const& text, std::string const& name) {
-    JSON::Value tree;
-    char const* pos = text.data();
-    EXPECT_TRUE(JSON::XML_Reader(tree).read(pos, pos + text.size())) << name;
-    return tree;
-}
+using Vexa::testing::shared_documents, Vexa::testing::shared_texts, Vexa::testing::read_document;
 
 /// What the reader says without help, empty if it reads the document.
 std::string refusal(std::string const& text) {
@@ -94,15 +72,10 @@ std::multiset<std::string> values_in(JSON::Value const& tree) {
 void expect_round_trip(JSON::Value const& tree, std::string const& name) {
     std::ostringstream out;
     JSON::write_to_XML(tree, out);
-    EXPECT_TRUE(read(out.str(), name) == tree) << name;
+    EXPECT_TRUE(read_document(out.str(), name) == tree) << name;
 }
 
-class OmeDocuments : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!fs::is_directory(documents())) GTEST_SKIP() << "There is no folder " << documents();
-    }
-};
+class OmeDocuments : public Vexa::testing::SharedDocuments {};
 
 /// The documents that the reader refuses without help, by its message.
 std::map<std::string, std::set<std::string>> const refused = {
@@ -125,10 +98,10 @@ std::set<std::string> all_refused() {
 
 TEST_F(OmeDocuments, ReadOrAreRefusedForAKnownReason) {
     std::map<std::string, std::set<std::string>> found;
-    for (auto const& [name, text] : texts()) {
+    for (auto const& [name, text] : shared_texts()) {
         std::string const message = refusal(text);
         if (message.empty())
-            expect_round_trip(read(text, name), name);
+            expect_round_trip(read_document(text, name), name);
         else
             found[message].insert(name);
     }
@@ -149,17 +122,17 @@ std::set<std::string> const changed = {
     "older/2015-01/instrument-units-default.ome.xml", "older/2015-01/transformations-downgrade.ome.xml"};
 
 TEST_F(OmeDocuments, AllAreImported) {
-    std::map<std::string, std::string> const all = texts();
+    std::map<std::string, std::string> const all = shared_texts();
     EXPECT_FALSE(all.empty());
     auto const outside = all_refused();
     std::set<std::string> found;
     for (auto const& [name, text] : all) {
         std::vector<std::string> dropped;
-        JSON::Value const tree = read(OME::import_XML(text, &dropped), name);
+        JSON::Value const tree = read_document(OME::import_XML(text, &dropped), name);
         expect_round_trip(tree, name);
         EXPECT_TRUE(dropped.empty()) << name << ": " << dropped.front();
         if (outside.contains(name)) continue;
-        JSON::Value const unchanged = read(text, name);
+        JSON::Value const unchanged = read_document(text, name);
         EXPECT_TRUE(values_in(tree) == values_in(unchanged)) << name;
         if (without_blanks(tree) != without_blanks(unchanged)) found.insert(name);
     }
@@ -184,21 +157,21 @@ std::set<std::string> const with_unknown_sizes = {
     "older/2009-09/two-screens-two-plates-four-wells.ome.xml", "older/2010-06/ROI.ome.xml"};
 
 TEST_F(OmeDocuments, AllOpenAndKeepTheirTreesWhenExported) {
-    for (auto const& [name, text] : texts()) {
+    for (auto const& [name, text] : shared_texts()) {
         OME::Root const root(OME::import_XML(text));
         std::string const exported = OME::export_XML(root);
         bool const is_complete = !with_unknown_sizes.contains(name);
-        EXPECT_EQ(read(exported, name) == read(root.XML(), name), is_complete) << name;
+        EXPECT_EQ(read_document(exported, name) == read_document(root.XML(), name), is_complete) << name;
         EXPECT_EQ(*OME::Root(exported).value() == *root.value(), is_complete) << name;
     }
 }
 
 TEST_F(OmeDocuments, ThoseThatAreValidAreStillValidWhenExported) {
-    Vexa::testing::OmeSchema const schema(documents());
+    Vexa::testing::OmeSchema const schema(shared_documents());
     if (!schema.missing().empty()) GTEST_SKIP() << schema.missing();
     std::set<std::string> found;
     int valid = 0;
-    for (auto const& [name, text] : texts()) {
+    for (auto const& [name, text] : shared_texts()) {
         bool const was_valid = schema.faults_of(text).empty();
         std::string const faults = schema.faults_of(OME::export_XML(OME::Root(OME::import_XML(text))));
         EXPECT_TRUE(!was_valid || faults.empty()) << name << ": " << faults;

@@ -1,7 +1,6 @@
 // What the images of real OME-XML documents say, which are kept outside of the project, if they are there. The
 // expected values were read from the documents by eye.
 
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -12,31 +11,25 @@
 #include <vexa/ome/Invalid.h>
 #include <vexa/ome/Modulo.h>
 #include <vexa/ome/Root.h>
-#include <vexa/testing/bytes.h>
 
 #include "import_XML.h"
-
-namespace fs = std::filesystem;
+#include "shared_documents.h"
 
 namespace {
 
 using Sizes = std::vector<std::size_t>;
 using OME::Image;
 
-fs::path documents() {
-    char const* const shared = std::getenv("VEXA_SHARED_DATA");
-    return (shared ? fs::path(shared) : fs::path(VEXA_SOURCE_DIR) / ".." / "shared" / "data") / "ome";
+std::string text_of(std::filesystem::path const& path) {
+    return OME::import_XML(Vexa::testing::read_bytes(path));
 }
 
-std::string text_of(fs::path const& path) { return OME::import_XML(Vexa::testing::read_bytes(path)); }
-
-class OmeImages : public testing::Test {
+class OmeImages : public Vexa::testing::SharedDocuments {
 protected:
-    void SetUp() override {
-        if (!fs::is_directory(documents())) GTEST_SKIP() << "There is no folder " << documents();
-    }
     /// The first image of a document.
-    Image const& open(char const* name) { return open_text(text_of(documents() / name)); }
+    Image const& open(char const* name) {
+        return open_text(text_of(Vexa::testing::shared_documents() / name));
+    }
     Image const& open_text(std::string const& text) {
         root_ = std::make_unique<OME::Root>(text);
         return root_->ome.images().front();
@@ -52,7 +45,8 @@ private:
 
 TEST_F(OmeImages, OfTheSameReleaseOpen) {
     int opened = 0;
-    for (auto const& entry : fs::directory_iterator(documents() / "2016-06")) {
+    for (auto const& entry :
+         std::filesystem::directory_iterator(Vexa::testing::shared_documents() / "2016-06")) {
         if (!entry.path().filename().string().ends_with(".ome.xml")) continue;
         EXPECT_NO_THROW({
             OME::Root const root(text_of(entry.path()));
@@ -129,7 +123,8 @@ TEST_F(OmeImages, HaveLifetimesAlongC) {
 
 TEST_F(OmeImages, OfOtherReleasesAndProgramsOpen) {
     int opened = 0;
-    for (auto const& entry : fs::recursive_directory_iterator(documents())) {
+    for (auto const& entry :
+         std::filesystem::recursive_directory_iterator(Vexa::testing::shared_documents())) {
         if (!entry.path().filename().string().ends_with(".ome.xml")) continue;
         OME::Root const root(text_of(entry.path()));
         for (Image const& image : root.ome.images()) {

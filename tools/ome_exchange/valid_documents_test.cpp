@@ -1,11 +1,11 @@
 // Documents that other programs must accept, checked by a validator if it and the published schema are there.
 
-#include <chrono>
 #include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include <vexa/testing/full_document.h>
 #include <vexa/testing/ome_schema.h>
 #include <vexa/testing/sample_folder.h>
 
@@ -125,88 +125,11 @@ TEST_F(ValidDocuments, EmptyOnesAndReferencesToOthersAreValid) {
         "");
 }
 
-namespace {
-
-void fill_instrument(OME::OME& ome) {
-    ome.provide_first_instrument().set_pinhole_reference_wavelength({5, OME::Length::nm});
-    OME::Light_Source& source = *ome.provide_light_sources().emplace_back();
-    source.set_wavelength({488, OME::Length::nm});
-    source.set_repetition_rate({80, OME::Frequency::MHz});
-    OME::Detector& detector = *ome.provide_detectors().emplace_back();
-    detector.set_type(OME::Detector::Type::SPAD);
-    detector.set_dead_time({40, OME::Time::ns});
-    OME::Objective& objective = *ome.provide_objectives().emplace_back();
-    objective.set_immersion(OME::Objective::Immersion::silicone);
-    objective.set_lens_NA(1.35);
-    objective.set_nominal_magnification(100);
-    ome.provide_filters().emplace_back()->set_cut_in({500, OME::Length::nm});
-}
-
-void fill_project(OME::OME& ome) {
-    ome.provide_first_project().add(*ome.datasets().emplace_back());
-    ome.provide_first_folder().set_is_overview(true);
-    OME::Dye& dye = *ome.provide_dyes().emplace_back();
-    dye.set_emission_wavelength({520, OME::Length::nm});
-    dye.set_color_map(OME::Dye::color_map(0xFF00FF00, false));
-    ome.provide_bands().emplace_back()->add_dye(*dye.id.value());
-}
-
-void fill_channel(OME::Channel& channel) {
-    channel.set_acquisition_mode(OME::Channel::Acquisition_Mode::STED_RESCUE);
-    channel.set_color_in_RGBA(0xFF00FFFF);
-    channel.set_pinhole_size({50, OME::Length::um});
-    channel.set_emission_wavelength({520, OME::Length::nm});
-    channel.set_light_source("LightSource:1");
-    channel.set_detector("Detector:1");
-    channel.set_band("Band:1");
-    channel.set_deactivation_light_source("LightSource:1");
-    channel.set_deactivation_delay({5, OME::Time::ns});
-    channel.set_gating_width({8, OME::Time::ns});
-    channel.set_line_accumulation(4);
-    channel.set_RESCUE_significance_level(0.5);
-    channel.add_detector_element({1, OME::Length::um}, {-1, OME::Length::um});
-    channel.light_path().add_excitation_filter("Filter:1");
-    channel.light_path().add_emission_filter("Filter:1");
-    channel.light_path().set_emission_band({500, OME::Length::nm}, {550, OME::Length::nm});
-    channel.light_path().set_primary_spherical_aberration(0.1);
-}
-
-OME::Image& add_image(OME::OME& ome) {
-    OME::Image::Dimensions dimensions;
-    dimensions.data_type = OME::Image::Data_Type::uint16;
-    dimensions.voxel_shape_in_meters = {1e-7, 1e-7, 1e-6};
-    dimensions.modulo_t = 2;
-    dimensions.modulo_type_t = OME::Image_Modulo_Type::tile;
-    OME::Image& image = *ome.images().emplace_back(dimensions, nullptr, nullptr);
-    image.set_instrument(ome.provide_first_instrument());
-    image.set_objective("Objective:1");
-    image.set_acquisition_date(JSON::Time_Point(std::chrono::seconds(1'000'000'000)));
-    image.set_acquisition_end_date(JSON::Time_Point(std::chrono::seconds(1'000'000'001)));
-    image.set_scan_curve(OME::Image::Scan_Curve::sinusoidal);
-    image.set_rotation_angle_in_degrees(30);
-    image.set_position_in_meters({1e-3, -1e-3, 0});
-    fill_channel(image.provide_first_channel());
-    return image;
-}
-
-} // namespace
-
 TEST_F(ValidDocuments, DocumentsThatUseAllClassesAreValid) {
     OME::Root root("");
-    OME::OME& ome = root.ome.element();
-    ome.reset_UUID();
-    fill_project(ome);
-    fill_instrument(ome);
-    OME::Image& image = add_image(ome);
-    ome.datasets().front().add(image);
-    OME::ROI& region = *ome.ROIs().emplace_back();
-    region.set_position_in_meters({0, 1e-6, 0});
-    region.set_shape_in_meters({1e-6, 2e-6, 3e-6});
-    region.set_rotation_angle_in_radians(0.5);
-    image.add(region);
-    ome.provide_first_folder().add(region);
+    Vexa::testing::fill_document(root);
     EXPECT_EQ(schema.faults_of(OME::export_XML(root)), "");
-    image.set_TIFF_data();
+    root.ome.images().front().set_TIFF_data();
     EXPECT_EQ(schema.faults_of(OME::export_XML(root)), "");
 }
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include <vexa/arrays/StackInfoInterface.h>
 #include <vexa/json/Value.h>
+#include <vexa/ome/OME_Utilities.h>
 
 #include "stacks.h"
 
@@ -12,9 +12,6 @@
 /// The OME document of a file, which has an image for each stack, in their order.
 
 namespace Vexa::tool {
-
-/// Why no image can describe a stack, in the words of the library; empty if one can.
-std::string why_no_image(arrays::StackInfoInterface const& info);
 
 /// A shape, fastest axis first, without the last axes of one sample, which stacks and images may have or lack.
 std::vector<unsigned long> without_slow_ones(std::vector<unsigned long> shape);

@@ -37,24 +37,22 @@ struct Pages {
 Pages pages_of(bf::StackInterface const& stack, ImageInfo const& info) {
     Pages pages;
     auto const fill = [&](arrays::StackInfoInterface const& description) {
+        if (auto const reason = why_no_image(description); !reason.empty())
+            throw Failure(
+                Exit::wrong_use,
+                fmt::format("No OME image can describe the stack: {}. A .tif file can hold more.", reason));
         fill_type(pages.dimensions, description);
         fill_shape(pages.dimensions, description);
     };
-    try {
-        if (has_colour_axis(info)) {
-            pages.samples = info.shape.front();
-            pages.first_axis = 1;
-            fill(arrays::StackInfoImp(info.type, {info.shape.begin() + 1, info.shape.end()}));
-        } else if (info.type == types::rgb_triple) {
-            pages.samples = 3;
-            fill(arrays::StackInfoImp(types::uint8, info.shape));
-        } else {
-            fill(stack);
-        }
-    } catch (std::invalid_argument const& error) {
-        throw Failure(
-            Exit::wrong_use,
-            fmt::format("No OME image can describe the stack: {}. A .tif file can hold more.", error.what()));
+    if (has_colour_axis(info)) {
+        pages.samples = info.shape.front();
+        pages.first_axis = 1;
+        fill(arrays::StackInfoImp(info.type, {info.shape.begin() + 1, info.shape.end()}));
+    } else if (info.type == types::rgb_triple) {
+        pages.samples = 3;
+        fill(arrays::StackInfoImp(types::uint8, info.shape));
+    } else {
+        fill(stack);
     }
     auto& dimensions = pages.dimensions;
     pages.count = dimensions.z * dimensions.t * dimensions.c;

@@ -151,7 +151,12 @@ void FileImp::end_writing(bool truncate) {
     write_pending_header();
     end_stacks(truncate);
     if (format_version_ > 1) {
-        save_metadata();
+        try {
+            save_metadata();
+        } catch (std::exception const&) {
+            // A document that can't be written must not cost the stacks of a file that is let go.
+            if (!truncate) throw;
+        }
         metadata_position_ = tell();
         PositionGuard back(*this);
         seek(metadata_link_position_);

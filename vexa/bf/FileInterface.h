@@ -26,8 +26,8 @@ namespace Vexa::bf {
 /// A VBF file: stacks in the order they were added, a description, and named tags.
 ///
 /// Made by Vexa::create_file() or Vexa::open_file() and held by std::shared_ptr. A file is finished by
-/// close() or detach(). The destructor finishes it too, with unfinished stacks padded, but swallows what goes
-/// wrong. A file that was never finished can't be opened.
+/// close() or detach(). The destructor finishes it too, with unfinished stacks padded and without a document that
+/// can't be written, but swallows what goes wrong. A file that was never finished can't be opened.
 ///
 /// Owns: its stacks, and a stream from open(). Borrows: a stream from attach(), until detach().
 /// Failures: std::runtime_error "File not open." without a stream; VexaError "Failed reading {n} bytes from
@@ -129,6 +129,10 @@ public:
     /// \throws VexaError "Cannot add next stack: Previous stack has undetermined data type."
     /// \throws VexaError "Cannot add next stack: Could not start chunk wise writing on previous stack."
     /// \throws what write_end() of an earlier stack throws
+    /// \throws what metadata() throws, in a file that keeps a document; and what fill_type() and fill_shape() throw
+    ///     for a stack that no image can describe, see why_no_image()
+    /// \note Deliberate: the stack is there after a failure of its image. It is the last one, nothing of it is on
+    ///     disk, and like any other it must be written, or truncated, before the next is added or the file closed.
     virtual std::shared_ptr<StackInterface> add_stack(int type, std::vector<unsigned long> const& shape,
                                                       bool data_less) = 0;
     /// Add a stack with a copy of a description.
@@ -163,6 +167,9 @@ public:
     /// tag "ome_xml", read when it is first asked for, or a new one without that tag; in a file that can be
     /// written it becomes that tag again when the file is finished.
     ///
+    /// To put another document in its place, set the tag before the document is asked for and before stacks are
+    /// added. Assigning to it copies only what has a class.
+    ///
     /// Owns: the file, until it is opened anew or, once closed, until a tag is set.
     /// \throws what OME::Root::Root() throws for a damaged document; the stacks stay within reach
     virtual OME::Root& metadata() = 0;
@@ -181,7 +188,7 @@ namespace Vexa {
 
 /// Make a file object, not yet open.
 /// \param no_metadata neither write nor load tags, and keep no OME document in line with the stacks. Without
-/// it, stacks need a type and a shape that OME knows, see fill_type() and fill_shape().
+/// it, stacks need a type and a shape that OME knows, see why_no_image().
 VEXA_API std::shared_ptr<bf::FileInterface> create_file(bool no_metadata);
 
 /// Make a file object and open it.

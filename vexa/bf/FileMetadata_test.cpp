@@ -3,6 +3,8 @@
 #include <vexa/bf/FileImp.h>
 
 #include <cstdint>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -12,10 +14,8 @@
 
 #include <vexa/arrays/StackImp.h>
 #include <vexa/foundation/types.h>
-#include <vexa/json/XML_Reader.h>
 #include <vexa/ome/Root.h>
 #include <vexa/testing/bytes.h>
-#include <vexa/testing/expect_throws.h>
 #include <vexa/testing/temporary_folder.h>
 
 namespace {
@@ -46,14 +46,6 @@ protected:
         add(*file, {2, 3}, "first");
         add(*file, {4, 5, 6}, "second");
         file->close();
-    }
-    /// A finished file with a stack and this in place of a document.
-    void make_with(std::string const& document) const {
-        auto const file = make(true);
-        file->set_write_metadata_cb([&] { file->write_tag("ome_xml", document); });
-        add(*file, {2, 3}, "");
-        file->close();
-        file->set_write_metadata_cb({});
     }
 
     TemporaryFolder folder;
@@ -129,31 +121,6 @@ TEST_F(FileMetadata, AskingForItLeavesAFileThatIsReadAsItWas) {
     }
 }
 
-TEST_F(FileMetadata, DamagedDocumentLeavesTheStacksWithinReach) {
-    make_with("<OME><Image></OME>");
-    auto const file = reopened();
-    EXPECT_EQ(file->get_num_stacks(), 1u);
-    std::vector<unsigned char> samples(6);
-    file->get_stack(0)->read(types::uint8, samples.data(), nullptr);
-    VEXA_EXPECT_THROWS(file->metadata(), JSON::XML_Reader::Unexpected, "Unexpected OME end tag");
-    VEXA_EXPECT_THROWS(file->metadata(), JSON::XML_Reader::Unexpected, "Unexpected OME end tag");
-    file->close();
-}
-
-TEST_F(FileMetadata, DocumentThatCannotBeReadIsKeptWhenTheFileGrows) {
-    auto const file = make();
-    file->set_tag("ome_xml", "<OME><Image></OME>");
-    file->close();
-    EXPECT_EQ(reopened()->tag("ome_xml"), "<OME><Image></OME>");
-}
-
-TEST_F(FileMetadata, StackCannotBeAddedBesideADamagedDocument) {
-    auto const file = make();
-    file->set_tag("ome_xml", "<OME><Image></OME>");
-    VEXA_EXPECT_THROWS(file->add_stack(types::uint8, {2, 3}, false), JSON::XML_Reader::Unexpected,
-                       "Unexpected OME end tag");
-}
-
 TEST_F(FileMetadata, TagThatIsSetBeforeIsTheDocument) {
     OME::Root root("");
     root.ome.provide_first_project().name().set("mine");
@@ -164,28 +131,6 @@ TEST_F(FileMetadata, TagThatIsSetBeforeIsTheDocument) {
     auto const again = reopened();
     EXPECT_EQ(*again->metadata().ome.first_project()->name().value(), "mine");
     EXPECT_EQ(again->metadata().ome.images().size(), 1u);
-}
-
-TEST_F(FileMetadata, StackOfATypeThatOmeLacksIsThereWithoutImage) {
-    auto const file = make();
-    VEXA_EXPECT_THROWS(file->add_stack(types::uint64, {2, 3}, false), OME::Invalid_Argument,
-                       "Unsupported OME image type");
-    EXPECT_EQ(file->get_num_stacks(), 1u);
-    EXPECT_TRUE(file->metadata().ome.images().empty());
-    std::vector<std::uint64_t> const samples(6, 5);
-    file->get_stack(0)->write(types::uint64, samples.data(), nullptr, samples.size());
-    file->close();
-    auto const again = reopened();
-    EXPECT_EQ(again->get_num_stacks(), 1u);
-    EXPECT_TRUE(again->metadata().ome.images().empty());
-}
-
-TEST_F(FileMetadata, SoIsAStackOfSixAxes) {
-    auto const file = make();
-    VEXA_EXPECT_THROWS(file->add_stack(types::uint8, {1, 1, 1, 1, 1, 1}, false), std::invalid_argument,
-                       "Unsupported number of 6 dimensions");
-    EXPECT_EQ(file->get_num_stacks(), 1u);
-    EXPECT_TRUE(file->metadata().ome.images().empty());
 }
 
 TEST_F(FileMetadata, StackWithoutTypeOrShapeHasAnImageOfOnePixel) {
@@ -234,4 +179,61 @@ TEST_F(FileMetadata, OwnWriterOfTagsLeavesItOut) {
     file->close();
     EXPECT_THROW(reopened()->tag("ome_xml"), std::out_of_range);
     EXPECT_EQ(reopened()->tag("mine"), "text");
+}
+
+TEST_F(FileMetadata, TakesAnyByteInNamesAndDescriptions) {
+    auto const file = make();
+    for (int byte = 0; byte < 256; ++byte) {
+        Vexa::arrays::StackImp stack(types::uint8, {1});
+        stack.set_name(std::string(1, static_cast<char>(byte)));
+        stack.set_description("d" + stack.name());
+        file->write_stack(&stack, 0);
+    }
+    file->close();
+    auto const again = reopened();
+    auto const& images = again->metadata().ome.images();
+    ASSERT_EQ(images.size(), 256u);
+    int byte = 0;
+    for (OME::Image const& image : images) {
+        std::string const name(1, static_cast<char>(byte));
+        EXPECT_EQ(name_of(image), name) << byte;
+        EXPECT_EQ(image.description().value_or(JSON::Value()), JSON::Value("d" + name)) << byte;
+        EXPECT_EQ(again->get_stack(static_cast<unsigned long>(byte++))->name(), name);
+    }
+}
+
+TEST_F(FileMetadata, DescriptionOfBlanksIsLostInTheDocumentOnly) {
+    auto const file = make();
+    for (char const* const description : {" ", "\n\t", " x "}) {
+        Vexa::arrays::StackImp stack(types::uint8, {1});
+        stack.set_description(description);
+        file->write_stack(&stack, 0);
+    }
+    file->close();
+    auto const again = reopened();
+    auto const& images = again->metadata().ome.images();
+    ASSERT_EQ(images.size(), 3u);
+    EXPECT_FALSE(images.front().description());
+    EXPECT_FALSE(std::next(images.begin())->description());
+    EXPECT_EQ(std::next(images.begin(), 2)->description().value_or(JSON::Value()), JSON::Value("x "));
+    EXPECT_EQ(again->get_stack(1)->description(), "\n\t");
+    EXPECT_EQ(again->get_stack(2)->description(), " x ");
+}
+
+TEST_F(FileMetadata, LengthsThatAreNoNumbersLeaveItReadable) {
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    auto const file = make();
+    Vexa::arrays::StackImp stack(types::uint8, {2, 2, 2});
+    stack.set_lengths({std::numeric_limits<double>::quiet_NaN(), inf, -inf});
+    file->write_stack(&stack, 0);
+    stack.set_lengths({1e308, 5e-324, -0.0});
+    file->write_stack(&stack, 0);
+    JSON::Value const tree = *file->metadata().value();
+    file->close();
+    auto const again = reopened();
+    EXPECT_EQ(*again->metadata().value(), tree);
+    auto const& image = again->metadata().ome.images().front();
+    EXPECT_FALSE(image.voxel_size_x_in_meters());
+    EXPECT_FALSE(image.voxel_size_y_in_meters());
+    EXPECT_FALSE(image.voxel_size_z_in_meters());
 }

@@ -71,6 +71,17 @@ void fill_type(OME::Image::Dimensions& dimensions, arrays::StackInfoInterface co
     if (info.type() != types::none) dimensions.data_type = data_type(info.type());
 }
 
+std::string why_no_image(arrays::StackInfoInterface const& info) {
+    try {
+        OME::Image::Dimensions dimensions;
+        fill_type(dimensions, info);
+        fill_shape(dimensions, info);
+    } catch (std::invalid_argument const& error) {
+        return error.what();
+    }
+    return {};
+}
+
 void fill_name(OME::Image& image, arrays::StackInfoInterface const& info) {
     if (!info.name().empty()) image.name().set(JSON::Value(info.name()));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include <vexa/arrays/StackInfoInterface.h>
@@ -27,6 +28,10 @@ VEXA_API void fill_shape(OME::Image::Dimensions& dimensions, arrays::StackInfoIn
 /// bytes
 /// \throws std::invalid_argument "Unknown Vexa type '{}'." for what is no type of samples
 VEXA_API void fill_type(OME::Image::Dimensions& dimensions, arrays::StackInfoInterface const& info);
+
+/// Why no image can describe a stack, in the words of fill_type() or else of fill_shape(); empty if one can. A file
+/// that keeps a document takes no other stacks.
+VEXA_API std::string why_no_image(arrays::StackInfoInterface const& info);
 
 /// Fill the name. An empty one changes nothing, and so do the description and the date.
 VEXA_API void fill_name(OME::Image& image, arrays::StackInfoInterface const& info);

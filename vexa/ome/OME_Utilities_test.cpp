@@ -181,6 +181,31 @@ TEST(FillType, OtherCodesAreUnknown) {
                        "Unknown Vexa type '-2147483647'.");
 }
 
+TEST(WhyNoImage, IsEmptyForAStackThatAnImageCanDescribe) {
+    EXPECT_EQ(why_no_image(info_of({10, 20})), "");
+    EXPECT_EQ(why_no_image(info_of({2, 3, 4, 5, 6}, {1, 0, -1, 5, 6})), "");
+    EXPECT_EQ(why_no_image(arrays::StackInfoImp(types::rgb_word, {1})), "");
+    EXPECT_EQ(why_no_image(arrays::StackInfoImp(types::cplx_double, {})), "");
+    EXPECT_EQ(why_no_image(arrays::StackInfoImp(types::none, {10, 20})), "");
+}
+
+TEST(WhyNoImage, TellsWhatFillingTheImageWouldThrow) {
+    for (int const code : {types::rgb_triple, types::int64, types::uint64, types::logical})
+        EXPECT_EQ(why_no_image(arrays::StackInfoImp(code, {1})), "Unsupported OME image type");
+    EXPECT_EQ(why_no_image(arrays::StackInfoImp(3, {1})), "Unknown Vexa type '3'.");
+    EXPECT_EQ(why_no_image(info_of({1, 1, 1, 1, 1, 1})), "Unsupported number of 6 dimensions");
+    Info info = info_of({2, 2});
+    info.shape_ = {2, 0};
+    EXPECT_EQ(why_no_image(info), "Unsupported zero dimension");
+}
+
+TEST(WhyNoImage, TheTypeComesFirst) {
+    EXPECT_EQ(why_no_image(arrays::StackInfoImp(types::uint64, {1, 1, 1, 1, 1, 1})),
+              "Unsupported OME image type");
+}
+
+TEST(WhyNoImage, AStackThatGrowsHasASizeTooLate) { EXPECT_EQ(why_no_image(info_of({1, 2, 3, 4, 5, 0})), ""); }
+
 TEST(StackType, DataTypesHaveTheirCodes) {
     EXPECT_EQ(stack_type(Data_Type::bit), 0x00000002);
     EXPECT_EQ(stack_type(Data_Type::int8), 0x00000002);
