@@ -10,6 +10,7 @@
 
 #include <bench/bench.h>
 #include <vexa/bf/FileImp.h>
+#include <vexa/bf/StackImp.h>
 #include <vexa/foundation/types.h>
 #include <vexa/testing/temporary_folder.h>
 
@@ -77,6 +78,17 @@ void walk_plainly(std::filesystem::path const& path) {
     std::fclose(stream);
 }
 
+/// What stands for the stacks of the file in memory, and nothing else.
+std::vector<std::shared_ptr<Vexa::bf::StackImp>> make_stacks(unsigned long size) {
+    std::vector<std::shared_ptr<Vexa::bf::StackImp>> stacks;
+    for (int i = 0; i < stack_count; ++i) {
+        stacks.push_back(std::make_shared<Vexa::bf::StackImp>(Vexa::types::uint8, std::vector{size, size}));
+        stacks.back()->set_name("stack");
+        stacks.back()->set_labels({"x", "y"});
+    }
+    return stacks;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -91,6 +103,11 @@ int main(int argc, char** argv) {
                        .baseline = [path] { walk_plainly(path); },
                        .before = [&file] { file.reset(); },
                        .clock = Vexa::bench::Clock::thread});
+        table.compare(
+            {.name = "make/10000 stacks, beside reading those of " + std::to_string(size * size) + " bytes",
+             .candidate = [size] { Vexa::bench::keep(make_stacks(size)); },
+             .baseline = [path] { walk_plainly(path); },
+             .clock = Vexa::bench::Clock::thread});
     }
     return table.run();
 }
