@@ -82,7 +82,8 @@ void walk_plainly(std::filesystem::path const& path) {
 std::vector<std::shared_ptr<Vexa::bf::StackImp>> make_stacks(unsigned long size) {
     std::vector<std::shared_ptr<Vexa::bf::StackImp>> stacks;
     for (int i = 0; i < stack_count; ++i) {
-        stacks.push_back(std::make_shared<Vexa::bf::StackImp>(Vexa::types::uint8, std::vector{size, size}));
+        stacks.push_back(std::make_shared<Vexa::bf::StackImp>(Vexa::types::uint8, std::vector{size, size},
+                                                              false, std::shared_ptr<Vexa::bf::FileImp>()));
         stacks.back()->set_name("stack");
         stacks.back()->set_labels({"x", "y"});
     }
