@@ -125,9 +125,11 @@ arrays::StackInfoImp description_of(ImageInfo const& info, ImportOptions const& 
     return description;
 }
 
-/// What the user has chosen stands in the document, too.
+/// Put the document of the input in place of that of the stacks. What the user has chosen stands in it, too.
 void take_document(OME::Root& root, Input const& input, ImportOptions const& options) {
-    root = OME::Root(input.document);
+    // Assigning would leave out what has no class.
+    root.set(*OME::Root(input.document).value());
+    root.resolve_references();
     if (input.images.size() != 1) return;
     OME::Image& image = root.ome.images().front();
     if (options.name) image.name().set(*options.name);

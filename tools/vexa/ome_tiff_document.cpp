@@ -1,3 +1,4 @@
+#include <charconv>
 #include <cmath>
 #include <iterator>
 #include <new>
@@ -100,7 +101,10 @@ void set_pixel_size(JSON::Value& image, std::string const& key, double metres) {
     attributes.erase(key + "Unit");
     if (!(metres > 0) || !std::isfinite(metres)) return;
     // Without the last digits, in which the product differs from 0.1 um.
-    attributes[key] = JSON::Number(std::stod(fmt::format("{:.15g}", metres * 1e6)));
+    auto const text = fmt::format("{:.15g}", metres * 1e6);
+    double micrometres = 0;
+    std::from_chars(text.data(), text.data() + text.size(), micrometres);
+    attributes[key] = JSON::Number(micrometres);
     attributes[key + "Unit"] = "\xc2\xb5m";
 }
 

@@ -412,6 +412,19 @@ TEST_F(OmeTiffFile, ChosenNamesStandInTheDocumentToo) {
     EXPECT_THAT(imported_document(), HasSubstr(R"(Name="n"><Description>d</Description>)"));
 }
 
+TEST_F(OmeTiffFile, WhatHasNoClassComesAlong) {
+    auto document = pixels_document(small, "<TiffData/>");
+    std::string const experimenter = R"(<Experimenter ID="Experimenter:1" UserName="u"/>)";
+    document.insert(document.find("<Image"), experimenter);
+    document.insert(document.find("<Pixels"), R"(<ExperimenterRef ID="Experimenter:1"/>)");
+    tiff({2, 1, 4}, document);
+    EXPECT_EQ(import_tiff().err, "");
+    EXPECT_THAT(imported_document(), HasSubstr(experimenter));
+    EXPECT_THAT(imported_document(), HasSubstr(R"(<ExperimenterRef ID="Experimenter:1"/>)"));
+    output({"export", path("b.vbf"), "0", path("a.ome.tif")});
+    EXPECT_THAT(this->document(), HasSubstr(experimenter));
+}
+
 TEST_F(OmeTiffFile, ImagesInOtherFilesAreLeftOut) {
     std::string const mine = R"(<TiffData IFD="0" PlaneCount="4"><UUID FileName="renamed.ome.tif">urn:uuid:)"
                              R"(00000000-0000-0000-0000-000000000001</UUID></TiffData>)";

@@ -22,7 +22,7 @@ class VEXA_API OME : public Element<Object_of_Documents> {
 public:
     /// Declares the release 2016-06 of the schema, whatever the document declared before.
     OME(JSON::Proxy& parent, Position position);
-    /// Take over all that \p other holds. The UUID stays if \p other has none.
+    /// Take over all that \p other holds and that has a class. The UUID stays if \p other has none.
     /// \throws std::runtime_error "Invalid UUID string at position {}" for a malformed UUID, before anything
     /// changes
     OME& operator=(OME const& other);

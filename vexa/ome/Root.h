@@ -32,7 +32,7 @@ public:
     /// axis is divided into a number of steps that is none
     /// \throws JSON::Bad_Access for text where an image has children; and what update() throws
     explicit Root(std::string const& xml);
-    /// Take over all that \p other holds, and resolve the references.
+    /// Take over all that \p other holds and that has a class, and resolve the references.
     Root& operator=(Root const& other);
 
     void resolve_references() override;
