@@ -24,4 +24,14 @@ build() {
         { cat "$root/build/.configure-$preset.log" >&2; return 1; }
     cmake --build "build/$preset" --parallel "$(jobs)" ${1:+--target "$@"}
 }
+
+# run_tests PRESET [ARGUMENT...]: run ctest with the arguments, and say how many tests its processes ran.
+run_tests() {
+    local preset=$1
+    shift
+    ctest --preset "$preset" "$@"
+    awk '/^\[  PASSED  \]/ { count += $4 } END { printf "%d tests passed\n", count }' \
+        "build/$preset/Testing/Temporary/LastTest.log"
+}
+
 mkdir -p "$root/build"
