@@ -113,15 +113,15 @@ std::vector<double> const& StackInfoImp::offsets() const { return offsets_; }
 std::vector<std::string> const& StackInfoImp::labels() const { return labels_; }
 
 std::vector<std::string> const& StackInfoImp::col_labels(std::size_t axis) const {
-    return col_labels_[checked_axis(axis)];
+    return columns_[checked_axis(axis)].labels;
 }
 
 std::vector<double> const& StackInfoImp::col_positions(std::size_t axis) const {
     std::size_t const n = shape_[checked_axis(axis)];
-    std::vector<double>& positions = col_positions_[axis];
+    std::vector<double>& positions = columns_[axis].positions;
     if (positions.size() == n) return positions;
     positions.clear();
-    if (!equidistant_[axis]) return positions;
+    if (!columns_[axis].equidistant) return positions;
 
     positions.reserve(n);
     double const step = lengths_[axis] / static_cast<double>(n);
@@ -133,19 +133,19 @@ std::vector<double> const& StackInfoImp::col_positions(std::size_t axis) const {
 double StackInfoImp::col_position(std::size_t axis, std::size_t index) const {
     std::size_t const n = shape_[checked_axis(axis)];
     bool const generated = is_equidistant(axis);
-    if (index >= n || (!generated && index >= col_positions_[axis].size()))
+    if (index >= n || (!generated && index >= columns_[axis].positions.size()))
         throw std::invalid_argument("Invalid pixel position.");
-    if (!generated) return col_positions_[axis][index];
+    if (!generated) return columns_[axis].positions[index];
     return (lengths_[axis] / static_cast<double>(n)) * (static_cast<double>(index) + 0.5) + offsets_[axis];
 }
 
 std::vector<std::pair<double, double>> const& StackInfoImp::xy_col_positions(std::size_t axis) const {
-    std::vector<std::pair<double, double>>& positions = xy_col_positions_[checked_axis(axis)];
+    std::vector<std::pair<double, double>>& positions = columns_[checked_axis(axis)].xy_positions;
     if (positions.size() != shape_[axis]) positions.clear();
     return positions;
 }
 
-bool StackInfoImp::is_equidistant(std::size_t axis) const { return equidistant_[checked_axis(axis)]; }
+bool StackInfoImp::is_equidistant(std::size_t axis) const { return columns_[checked_axis(axis)].equidistant; }
 
 StackPosition const& StackInfoImp::stack_position() const { return stack_position_; }
 
@@ -228,11 +228,11 @@ void StackInfoImp::set_col_labels(std::size_t axis, std::vector<std::string> con
     throw_if_locked();
     throw_if_invalid_axis(axis);
     if (labels.empty()) {
-        col_labels_[axis].clear();
+        columns_[axis].labels.clear();
         return;
     }
     if (labels.size() != shape_[axis]) throw std::invalid_argument("Wrong number of labels.");
-    if (compare_set(col_labels_[axis], labels)) on_info_changed(axis_changed);
+    if (compare_set(columns_[axis].labels, labels)) on_info_changed(axis_changed);
 }
 
 void StackInfoImp::set_col_positions(std::size_t axis, std::vector<double> const& positions) {
@@ -240,8 +240,8 @@ void StackInfoImp::set_col_positions(std::size_t axis, std::vector<double> const
     throw_if_invalid_axis(axis);
     if (!positions.empty() && positions.size() != shape_[axis])
         throw std::invalid_argument("Wrong number of positions.");
-    equidistant_[axis] = positions.empty();
-    if (compare_set(col_positions_[axis], positions)) on_info_changed(columns_changed(axis));
+    columns_[axis].equidistant = positions.empty();
+    if (compare_set(columns_[axis].positions, positions)) on_info_changed(columns_changed(axis));
 }
 
 void StackInfoImp::set_xy_col_positions(std::size_t axis,
@@ -250,7 +250,7 @@ void StackInfoImp::set_xy_col_positions(std::size_t axis,
     throw_if_invalid_axis(axis);
     if (!positions.empty() && positions.size() != shape_[axis])
         throw std::invalid_argument("Wrong number of positions.");
-    if (compare_set(xy_col_positions_[axis], positions)) on_info_changed(columns_changed(axis));
+    if (compare_set(columns_[axis].xy_positions, positions)) on_info_changed(columns_changed(axis));
 }
 
 void StackInfoImp::set_length(std::size_t axis, double length) {
@@ -314,12 +314,9 @@ void StackInfoImp::on_info_changed(unsigned int mask) {
 void StackInfoImp::set_shape(std::vector<std::size_t> const& shape) {
     std::size_t const number_of_elements = detail::get_product(shape);
     std::size_t const rank = shape.size();
-    col_positions_.resize(rank);
-    xy_col_positions_.resize(rank);
+    columns_.resize(rank);
     lengths_.resize(rank, 1.0);
     offsets_.resize(rank, default_offset);
-    col_labels_.resize(rank);
-    equidistant_.resize(rank, true);
     labels_.resize(rank);
     units_.resize(rank);
     shape_ = shape;

@@ -133,14 +133,18 @@ protected:
     /// \throws std::runtime_error "The product exceeds the maximum size.", with nothing changed.
     void set_last_axis(std::size_t size, double length);
 
+    /// What an axis says of each of its samples; a vector is empty or has an entry for each sample.
+    struct Columns {
+        std::vector<double> positions; ///< explicit ones; also the cache of generated ones
+        std::vector<std::pair<double, double>> xy_positions;
+        std::vector<std::string> labels;
+        bool equidistant = true; ///< the positions are generated
+    };
+
     // One entry per axis.
-    mutable std::vector<std::vector<double>>
-        col_positions_; ///< explicit ones; also the cache of generated ones
-    mutable std::vector<std::vector<std::pair<double, double>>> xy_col_positions_;
+    mutable std::vector<Columns> columns_;
     std::vector<double> lengths_;
     std::vector<double> offsets_;
-    std::vector<std::vector<std::string>> col_labels_;
-    std::vector<bool> equidistant_;
     std::vector<std::string> labels_;
     mutable std::vector<Vexa::units::RuntimeValue> units_; ///< as stored; units() may complete them
 

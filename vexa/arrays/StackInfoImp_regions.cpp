@@ -14,7 +14,7 @@ std::size_t at(std::vector<std::size_t> const& values, std::size_t axis) {
 }
 
 /// Where the columns of an axis come from and where they go.
-struct Columns {
+struct ColumnMove {
     std::size_t source_start;
     std::size_t source_step;
     std::size_t count;
@@ -25,8 +25,8 @@ struct Columns {
 /// Copy one value per column.
 /// \param destination a value per column of the destination, which takes those of the columns that move
 template <typename T>
-std::vector<T> move_columns(std::vector<T> const& source, Columns const& columns, std::vector<T> destination,
-                            std::size_t destination_size) {
+std::vector<T> move_columns(std::vector<T> const& source, ColumnMove const& columns,
+                            std::vector<T> destination, std::size_t destination_size) {
     destination.resize(destination_size);
     for (std::size_t k = 0; k < columns.count; ++k) {
         std::size_t const from = columns.source_start + k * columns.source_step;
@@ -67,21 +67,21 @@ void StackInfoImp::initialize_axis(std::size_t axis, StackInfoInterface const& s
     std::size_t const s = at(source_region.axes, axis);
     std::size_t const d = destination_region ? at(destination_region->axes, axis) : axis;
     std::size_t const destination_size = at(shape_, d);
-    Columns const columns{.source_start = at(source_region.first, s),
-                          .source_step = at(source_region.step, s),
-                          .count = at(source_region.shape, axis),
-                          .destination_start = destination_region ? at(destination_region->first, d) : 0,
-                          .destination_step = destination_region ? at(destination_region->step, d) : 1};
+    ColumnMove const columns{.source_start = at(source_region.first, s),
+                             .source_step = at(source_region.step, s),
+                             .count = at(source_region.shape, axis),
+                             .destination_start = destination_region ? at(destination_region->first, d) : 0,
+                             .destination_step = destination_region ? at(destination_region->step, d) : 1};
 
     if (!source.col_labels(s).empty())
-        set_col_labels(d, move_columns(source.col_labels(s), columns, col_labels_[d], destination_size));
+        set_col_labels(d, move_columns(source.col_labels(s), columns, columns_[d].labels, destination_size));
     set_units(d, source.units(s));
     if (!source.is_equidistant(s) && !source.col_positions(s).empty())
         set_col_positions(
-            d, move_columns(source.col_positions(s), columns, col_positions_[d], destination_size));
+            d, move_columns(source.col_positions(s), columns, columns_[d].positions, destination_size));
     if (!source.xy_col_positions(s).empty())
         set_xy_col_positions(
-            d, move_columns(source.xy_col_positions(s), columns, xy_col_positions_[d], destination_size));
+            d, move_columns(source.xy_col_positions(s), columns, columns_[d].xy_positions, destination_size));
 
     double const pixel = source.length(s) / static_cast<double>(source.shape()[s]);
     lengths_[d] = static_cast<double>(destination_size) * pixel * static_cast<double>(columns.source_step);

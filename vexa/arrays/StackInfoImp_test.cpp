@@ -31,8 +31,6 @@ public:
         if (on_signal) on_signal();
     }
 
-    using StackInfoImp::col_labels_;
-    using StackInfoImp::equidistant_;
     using StackInfoImp::lengths_;
     using StackInfoImp::locked_;
     using StackInfoImp::set_last_axis;

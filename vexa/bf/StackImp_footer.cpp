@@ -81,9 +81,9 @@ StackFooter StackImp::make_footer() const {
     footer.footer_size = FooterLayout::size;
     for (std::size_t axis = 0; axis < shape_.size(); ++axis) {
         unsigned long const size = shape_[axis];
-        footer.has_col_positions[axis] = has_columns(col_positions_[axis], size);
-        footer.has_col_labels[axis] = has_columns(col_labels_[axis], size);
-        footer.has_xy_col_positions[axis] = has_columns(xy_col_positions_[axis], size);
+        footer.has_col_positions[axis] = has_columns(columns_[axis].positions, size);
+        footer.has_col_labels[axis] = has_columns(columns_[axis].labels, size);
+        footer.has_xy_col_positions[axis] = has_columns(columns_[axis].xy_positions, size);
         footer.axis_units[axis] = record_of(units_[axis]);
     }
     footer.data_units = record_of(data_units_);
@@ -99,11 +99,11 @@ std::string StackImp::footer_tail(std::map<std::string, std::string> const& tags
     std::string bytes;
     for (std::string const& label : labels_) append_counted(bytes, label);
     for (std::size_t axis = 0; axis < shape_.size(); ++axis)
-        if (has_columns(col_positions_[axis], shape_[axis]))
-            append(bytes, col_positions_[axis].data(), shape_[axis]);
+        if (has_columns(columns_[axis].positions, shape_[axis]))
+            append(bytes, columns_[axis].positions.data(), shape_[axis]);
     for (std::size_t axis = 0; axis < shape_.size(); ++axis)
-        if (has_columns(col_labels_[axis], shape_[axis]))
-            for (std::string const& label : col_labels_[axis]) append_counted(bytes, label);
+        if (has_columns(columns_[axis].labels, shape_[axis]))
+            for (std::string const& label : columns_[axis].labels) append_counted(bytes, label);
     append(bytes, flush_positions_.data(), flush_positions_.size());
     for (auto const& [key, value] : tags) {
         append_counted(bytes, key);
@@ -112,7 +112,8 @@ std::string StackImp::footer_tail(std::map<std::string, std::string> const& tags
     append_counted(bytes, {});
     append_pairs(bytes, chunk_records_);
     for (std::size_t axis = 0; axis < shape_.size(); ++axis)
-        if (has_columns(xy_col_positions_[axis], shape_[axis])) append_pairs(bytes, xy_col_positions_[axis]);
+        if (has_columns(columns_[axis].xy_positions, shape_[axis]))
+            append_pairs(bytes, columns_[axis].xy_positions);
     return bytes;
 }
 
@@ -196,20 +197,21 @@ void StackImp::read_footer_tail(RecordReader& in, StackFooter const& footer) {
     }
     chunk_records_ = read_pairs<unsigned long>(in, footer.chunk_record_count);
     for (std::size_t axis = 0; axis < shape_.size(); ++axis)
-        if (footer.has_xy_col_positions[axis]) xy_col_positions_[axis] = read_pairs<double>(in, shape_[axis]);
+        if (footer.has_xy_col_positions[axis])
+            columns_[axis].xy_positions = read_pairs<double>(in, shape_[axis]);
 }
 
 void StackImp::read_columns(RecordReader& in, StackFooter const& footer) {
     for (std::size_t axis = 0; axis < shape_.size(); ++axis) {
         if (!footer.has_col_positions[axis] || shape_[axis] == 0) continue;
-        col_positions_[axis] = in.array<double>(shape_[axis]);
-        equidistant_[axis] = false;
+        columns_[axis].positions = in.array<double>(shape_[axis]);
+        columns_[axis].equidistant = false;
     }
     for (std::size_t axis = 0; axis < shape_.size(); ++axis) {
         if (!footer.has_col_labels[axis]) continue;
         in.require(shape_[axis], sizeof(std::uint32_t));
-        col_labels_[axis].resize(shape_[axis]);
-        for (std::string& label : col_labels_[axis]) label = in.counted_string();
+        columns_[axis].labels.resize(shape_[axis]);
+        for (std::string& label : columns_[axis].labels) label = in.counted_string();
     }
 }
 
