@@ -248,7 +248,7 @@ std::string written(JSON::Value const& tree) {
 bool is_ome_document(std::string const& description) {
     auto const begin = description.find_first_not_of(" \t\r\n");
     return begin != std::string::npos && description[begin] == '<' &&
-           description.find("<OME") != std::string::npos;
+           (description.find("<OME") != std::string::npos || description.find(":OME") != std::string::npos);
 }
 
 OmeTiff open_ome_tiff(std::shared_ptr<TiffPages> const& file) {

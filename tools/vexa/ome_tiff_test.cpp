@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <numeric>
+#include <regex>
 #include <utility>
 
 #include <gmock/gmock.h>
@@ -387,6 +388,15 @@ TEST_F(OmeTiffFile, PagesFollowTheOrderOfDimensionsWithoutFurtherWord) {
         EXPECT_EQ(import_tiff().err, "");
         EXPECT_THAT(samples(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
     }
+}
+
+TEST_F(OmeTiffFile, NamesOfElementsMayHaveAPrefix) {
+    std::string const plain = pixels_document(small, "<TiffData/>");
+    std::string const names = std::regex_replace(plain, std::regex("<(/?)"), "<$1ome:");
+    tiff({2, 1, 4}, std::regex_replace(names, std::regex("xmlns="), "xmlns:ome="));
+    EXPECT_EQ(import_tiff().err, "");
+    EXPECT_EQ(shape_of(), (Shape{2, 1, 2, 2}));
+    EXPECT_THAT(imported_document(), HasSubstr("<Image ID=\"Image:0\" Name=\"i\">"));
 }
 
 TEST_F(OmeTiffFile, EachImageBecomesAStack) {
