@@ -39,7 +39,7 @@ int main() {
 
     VTcpClient client;
     client.configure({std::chrono::seconds(10), std::chrono::seconds(10), "\r\n", "\r\n"});
-    client.connect("localhost", std::to_string(acceptor.local_endpoint().port()), std::chrono::seconds(10));
+    client.connect("127.0.0.1", std::to_string(acceptor.local_endpoint().port()), std::chrono::seconds(10));
     std::cout << client.query("position?") << '\n';
     std::cout << client.query("12.5") << '\n';
     std::cout << client.query("position?") << '\n';

@@ -4,6 +4,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <netdb.h>
 
 #include <gtest/gtest.h>
 
@@ -30,11 +31,20 @@ std::list<Descriptor> fill_queue(Listener const& listener) {
     return connections;
 }
 
+/// A machine may go without names, like one that was just set up.
+bool has_name(char const* host) {
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(host, nullptr, nullptr, &found) != 0) return false;
+    ::freeaddrinfo(found);
+    return true;
+}
+
 } // namespace
 
 using VTcpClientConnect = ClientTest;
 
 TEST_F(VTcpClientConnect, TakesNamesOfHosts) {
+    if (!has_name("localhost")) GTEST_SKIP() << "needs a name for this machine";
     client.connect("localhost", listener.port(), patience);
     Peer peer = listener.accept();
     client.write_line("x");

@@ -164,7 +164,7 @@ TEST(VTcpClientThreads, EachHasAClientOfItsOwn) {
         Listener listener;
         VTcpClient client;
         client.configure(patient_config());
-        client.connect("localhost", listener.port(), patience);
+        client.connect("127.0.0.1", listener.port(), patience);
         Peer peer = listener.accept();
         std::string answers;
         for (int i = 0; i < 200; ++i) {
