@@ -24,7 +24,7 @@ struct Doubles {
     __m256d low, high;
 };
 
-/// Integers made of doubles, which packing takes as they are.
+/// Eight integers of 32 bits in two registers, as doubles are made of them and they of doubles.
 struct Halves {
     __m128i low, high;
 };
@@ -96,10 +96,24 @@ __m256d gather_64(unsigned char const* from) {
                                      0x6C);
 }
 
-/// Eight samples as lanes: 32-bit integers extended by their sign, singles or doubles.
-template <typename From, std::size_t Stride>
+/// Four integers of 16 or 32 bits side by side, extended by their sign.
+template <typename From>
+__m128i load_four(unsigned char const* from) {
+    if constexpr (std::is_same_v<From, std::uint16_t>)
+        return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<__m128i const*>(from)));
+    else if constexpr (std::is_same_v<From, std::int16_t>)
+        return _mm_cvtepi16_epi32(_mm_loadl_epi64(reinterpret_cast<__m128i const*>(from)));
+    else
+        return load_half(from);
+}
+
+/// Eight samples as lanes that suit the target: 32-bit integers extended by their sign, singles or doubles. What
+/// becomes doubles is loaded in halves where it lies in halves, which saves taking a register apart.
+template <typename To, typename From, std::size_t Stride>
 auto gather(unsigned char const* from) {
-    if constexpr (std::is_same_v<From, std::uint8_t>)
+    if constexpr (std::is_same_v<To, double> && std::is_integral_v<From> && sizeof(From) != 1 && Stride == 1)
+        return Halves{load_four<From>(from), load_four<From>(from + 4 * sizeof(From))};
+    else if constexpr (std::is_same_v<From, std::uint8_t>)
         return _mm256_cvtepu8_epi32(gather_8<Stride>(from));
     else if constexpr (std::is_same_v<From, std::int8_t>)
         return _mm256_cvtepi8_epi32(gather_8<Stride>(from));
@@ -125,6 +139,9 @@ inline Doubles to_doubles(__m256i value) {
     return {_mm256_cvtepi32_pd(_mm256_castsi256_si128(value)),
             _mm256_cvtepi32_pd(_mm256_extracti128_si256(value, 1))};
 }
+inline Doubles to_doubles(Halves value) {
+    return {_mm256_cvtepi32_pd(value.low), _mm256_cvtepi32_pd(value.high)};
+}
 inline Doubles to_doubles(__m256 value) {
     return {_mm256_cvtps_pd(_mm256_castps256_ps128(value)), _mm256_cvtps_pd(_mm256_extractf128_ps(value, 1))};
 }
@@ -143,6 +160,9 @@ inline __m256d unsigned_to_doubles(__m128i value) {
     __m256i const exponent = _mm256_castpd_si256(_mm256_set1_pd(0x1p52));
     __m256i const bits = _mm256_or_si256(_mm256_cvtepu32_epi64(value), exponent);
     return _mm256_sub_pd(_mm256_castsi256_pd(bits), _mm256_set1_pd(0x1p52));
+}
+inline Doubles unsigned_to_doubles(Halves value) {
+    return {unsigned_to_doubles(value.low), unsigned_to_doubles(value.high)};
 }
 inline Doubles unsigned_to_doubles(__m256i value) {
     return {unsigned_to_doubles(_mm256_castsi256_si128(value)),
@@ -242,8 +262,9 @@ std::size_t convert(unsigned char const* __restrict source, unsigned char* __res
     std::size_t const whole = usable / step * step;
     for (std::size_t i = 0; i < whole; i += step) {
         unsigned char const* const from = source + i * SourceStride * sizeof(From);
-        auto const a = cast<To, From>(gather<From, SourceStride>(from));
-        auto const b = cast<To, From>(gather<From, SourceStride>(from + count * SourceStride * sizeof(From)));
+        auto const a = cast<To, From>(gather<To, From, SourceStride>(from));
+        auto const b =
+            cast<To, From>(gather<To, From, SourceStride>(from + count * SourceStride * sizeof(From)));
         if constexpr (Dense) {
             store_all<To>(target + i * sizeof(To), a, b);
         } else {
