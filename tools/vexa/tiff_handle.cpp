@@ -8,14 +8,12 @@
 namespace Vexa::tool {
 namespace {
 
-constexpr std::size_t most_messages = 20; ///< a hostile file can cause any number
+constexpr std::size_t most_warnings = 20; ///< a hostile file can cause any number
 
-void note(std::vector<std::string>& messages, char const* format, va_list arguments) {
+std::string text_of(char const* format, va_list arguments) {
     char text[512];
     std::vsnprintf(text, sizeof text, format, arguments);
-    if (messages.size() < most_messages &&
-        std::find(messages.begin(), messages.end(), text) == messages.end())
-        messages.emplace_back(text);
+    return text;
 }
 
 } // namespace
@@ -30,26 +28,26 @@ TiffHandle::TiffHandle(std::string const& path, char const* mode) {
 
 bool TiffHandle::close() {
     handle_.reset();
-    return errors_.empty();
+    return !has_error();
 }
 
-std::string TiffHandle::take_error() {
-    auto const text = errors_.empty() ? std::string("no reason given") : errors_.front();
-    errors_.clear();
-    return text;
-}
+std::string TiffHandle::take_error() { return std::exchange(error_, {}).value_or("no reason given"); }
 
 std::vector<std::string> TiffHandle::take_warnings() { return std::exchange(warnings_, {}); }
 
 int TiffHandle::on_error(TIFF*, void* self, char const*, char const* format, va_list arguments) {
-    note(static_cast<TiffHandle*>(self)->errors_, format, arguments);
+    static_cast<TiffHandle*>(self)->error_ = text_of(format, arguments);
     return 1;
 }
 
 int TiffHandle::on_warning(TIFF*, void* self, char const*, char const* format, va_list arguments) {
     // Fields that a program made up for itself are usual and mean nothing to others.
     if (std::string_view(format).starts_with("Unknown field")) return 1;
-    note(static_cast<TiffHandle*>(self)->warnings_, format, arguments);
+    auto& warnings = static_cast<TiffHandle*>(self)->warnings_;
+    auto text = text_of(format, arguments);
+    if (warnings.size() < most_warnings &&
+        std::find(warnings.begin(), warnings.end(), text) == warnings.end())
+        warnings.push_back(std::move(text));
     return 1;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,8 @@ public:
     /// Close now, as the last data go to disk then.
     /// \return whether no error came
     bool close();
-    bool has_error() const { return !errors_.empty(); }
-    /// The first error since the last call, or a general text.
+    bool has_error() const { return error_.has_value(); }
+    /// The last error since the last call, the one that ended the work; or a general text.
     std::string take_error();
     std::vector<std::string> take_warnings();
 
@@ -34,7 +35,7 @@ private:
     struct Close {
         void operator()(TIFF* handle) const { ::TIFFClose(handle); }
     };
-    std::vector<std::string> errors_;
+    std::optional<std::string> error_;
     std::vector<std::string> warnings_;
     std::unique_ptr<TIFF, Close> handle_;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include <fmt/format.h>
@@ -15,6 +16,7 @@ namespace {
 /// No compression in use makes data smaller by more than this: who claims more has a hostile header.
 constexpr std::uint64_t most_shrinking = 4096;
 constexpr std::size_t most_warnings = 100;
+constexpr auto nowhere = std::numeric_limits<std::size_t>::max();
 
 } // namespace
 
@@ -52,11 +54,13 @@ bool TiffPage::has_form_of(TiffPage const& other) const {
 TiffPages::TiffPages(std::filesystem::path const& path)
     : path_(path), file_size_(InputFile(path).size()), handle_(path.string(), "r") {
     if (!handle_) fail(Exit::no_input, "not a TIFF file, or its first page can't be read");
-    do {
+    pages_.push_back(look_at_page());
+    // Asked before reading on: a damaged page may itself say that it is the last.
+    while (!::TIFFLastDirectory(handle_.get())) {
+        if (!::TIFFReadDirectory(handle_.get()))
+            fail(Exit::damaged, fmt::format("page {} can't be read", pages_.size()));
         pages_.push_back(look_at_page());
-    } while (::TIFFReadDirectory(handle_.get()));
-    if (!::TIFFLastDirectory(handle_.get()))
-        fail(Exit::damaged, fmt::format("page {} can't be read", pages_.size()));
+    }
     at_ = pages_.size() - 1;
 }
 
@@ -98,6 +102,7 @@ TiffPage TiffPages::look_at_page() {
 
 void TiffPages::go_to(std::size_t page) {
     if (at_ == page) return;
+    at_ = nowhere; // until all is well
     // Not by its number, which would walk through all pages before it.
     if (!::TIFFSetSubDirectory(handle_.get(), pages_[page].directory))
         fail(Exit::damaged, fmt::format("page {} can't be read", page));

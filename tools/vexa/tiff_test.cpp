@@ -291,22 +291,56 @@ TEST_F(Tiff, TruncatedAndDamagedFilesAreFailuresAndNeverMore) {
     }
 }
 
+template <typename T>
+T number_at(std::string const& bytes, std::size_t at) {
+    T value;
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+/// Where the directory at \p directory of a small TIFF file has the entry of \p tag: tag, type, count and value,
+/// 12 bytes in all.
+std::size_t entry_of(std::string const& bytes, std::size_t directory, std::uint16_t tag) {
+    auto const count = number_at<std::uint16_t>(bytes, directory);
+    for (std::size_t entry = 0; entry < count; ++entry)
+        if (number_at<std::uint16_t>(bytes, directory + 2 + 12 * entry) == tag)
+            return directory + 2 + 12 * entry;
+    throw std::logic_error("The directory has no such entry.");
+}
+
+std::uint32_t first_directory(std::string const& bytes) { return number_at<std::uint32_t>(bytes, 4); }
+
+std::uint32_t next_directory(std::string const& bytes, std::size_t directory) {
+    return number_at<std::uint32_t>(bytes, directory + 2 + 12 * number_at<std::uint16_t>(bytes, directory));
+}
+
+TEST_F(Tiff, ADamagedPageIsNoEndOfTheFileWhereverItStands) {
+    {
+        Maker maker(path());
+        for (int page = 0; page < 3; ++page) maker.page(2, 2, 8).rows(ramp<std::uint8_t>(4, page)).next();
+    }
+    auto const good = get_file(path());
+    auto directory = first_directory(good);
+    for (char const* const page : {"1", "2"}) {
+        directory = next_directory(good, directory);
+        auto bytes = good;
+        std::uint16_t const unknown_tag = 65000;
+        std::memcpy(bytes.data() + entry_of(good, directory, TIFFTAG_STRIPOFFSETS), &unknown_tag, 2);
+        put_file(path(), bytes);
+        VEXA_EXPECT_FAILURE(open_tiff(path()), Exit::damaged,
+                            name() + ": page " + page +
+                                " can't be read: TIFF directory is missing required \"StripOffsets\" field.");
+    }
+}
+
 TEST_F(Tiff, HugeClaimIsRefusedBeforeAnythingIsAllocated) {
     Maker(path()).page(2, 2, 8).rows(ramp<std::uint8_t>(4));
     auto bytes = get_file(path());
-    // The entries of the directory have 12 bytes; the width is one of them.
-    std::uint32_t directory = 0;
-    std::memcpy(&directory, bytes.data() + 4, 4);
-    for (std::uint32_t entry = 0; entry < 16; ++entry) {
-        auto const at = directory + 2 + 12 * entry;
-        std::uint16_t tag = 0;
-        std::memcpy(&tag, bytes.data() + at, 2);
-        std::uint32_t const huge = 0x7FFFFFFF;
-        std::uint16_t const long_type = TIFF_LONG;
-        if (tag != TIFFTAG_IMAGEWIDTH) continue;
-        std::memcpy(bytes.data() + at + 2, &long_type, 2);
-        std::memcpy(bytes.data() + at + 8, &huge, 4);
-    }
+    auto const width = entry_of(bytes, first_directory(bytes), TIFFTAG_IMAGEWIDTH);
+    std::uint16_t const long_type = TIFF_LONG;
+    std::uint32_t const huge = 0x7FFFFFFF;
+    std::memcpy(bytes.data() + width + 2, &long_type, 2);
+    std::memcpy(bytes.data() + width + 8, &huge, 4);
     put_file(path(), bytes);
     VEXA_EXPECT_FAILURE(open_tiff(path()), Exit::damaged,
                         name() + ": a page claims more pixels than the file can hold.");
