@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include <fmt/format.h>
@@ -17,7 +16,6 @@
 #include "sidecar.h"
 #include "stacks.h"
 #include "text.h"
-#include "tiff_image.h"
 #include "workers.h"
 
 namespace Vexa::tool {
@@ -38,43 +36,11 @@ std::unique_ptr<SampleSource> open_raw_input(ImportOptions const& options) {
     return open_raw(options.input, info);
 }
 
-/// What is to be imported: a stack each, and the document that describes them, if the input has one.
-struct Input {
-    std::vector<std::unique_ptr<SampleSource>> images;
-    std::string document;
-    std::vector<std::string> warnings;
-};
-
-/// The images of the OME document of a TIFF file, or else all its pages as one stack.
-Input open_tiff_input(std::filesystem::path const& path) {
-    auto const pages = std::make_shared<TiffPages>(path);
-    Input input;
-    if (is_ome_document(pages->description(0))) {
-        try {
-            auto ome = open_ome_tiff(pages);
-            input = {std::move(ome.images), std::move(ome.document), std::move(ome.warnings)};
-            if (input.images.empty())
-                input.warnings.push_back(
-                    fmt::format("{}: the OME document is left out, since none of its images is in the file.",
-                                path.string()));
-        } catch (Failure const&) {
-            throw;
-        } catch (std::bad_alloc const&) {
-            throw;
-        } catch (std::exception const& error) {
-            input.warnings.push_back(
-                fmt::format("{}: the OME document is left out: {}", path.string(), error.what()));
-        }
-    }
-    if (input.images.empty()) input.images.push_back(stack_of_pages(pages));
-    return input;
-}
-
-Input open_input(ImportOptions const& options) {
+ImageFile open_input(ImportOptions const& options) {
     auto const ending = lower_ending(options.input);
     bool const is_raw = ending == ".raw" || options.shape || options.type;
-    if (!is_raw && (ending == ".tif" || ending == ".tiff")) return open_tiff_input(options.input);
-    Input input;
+    if (!is_raw && (ending == ".tif" || ending == ".tiff")) return open_tiff_file(options.input);
+    ImageFile input;
     input.images.push_back(is_raw ? open_raw_input(options) : open_image(options.input));
     return input;
 }
@@ -126,7 +92,7 @@ arrays::StackInfoImp description_of(ImageInfo const& info, ImportOptions const& 
 }
 
 /// Put the document of the input in place of that of the stacks. What the user has chosen stands in it, too.
-void take_document(OME::Root& root, Input const& input, ImportOptions const& options) {
+void take_document(OME::Root& root, ImageFile const& input, ImportOptions const& options) {
     // Assigning would leave out what has no class.
     root.set(*OME::Root(input.document).value());
     root.resolve_references();

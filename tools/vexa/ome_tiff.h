@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,28 +9,26 @@
 #include <vexa/bf/StackInterface.h>
 
 #include "image.h"
-#include "tiff_pages.h"
 
 /// \file
-/// TIFF files whose first page has an OME document in place of its description.
+/// TIFF files, whose first page may have an OME document in place of its description.
 
 namespace Vexa::tool {
 
-/// What such a file holds.
-struct OmeTiff {
-    std::string document; ///< of these images, as the library reads it; empty without images
-    std::vector<std::unique_ptr<SampleSource>> images; ///< in the order of the document
+/// What an image file holds.
+struct ImageFile {
+    std::vector<std::unique_ptr<SampleSource>> images;
+    std::string document; ///< of these images in their order, as the library reads it; may be empty
     std::vector<std::string> warnings;
 };
 
-/// Whether the description of a page looks like an OME document.
-bool is_ome_document(std::string const& description);
-
-/// The images of a document whose planes are all in this file. The others are left out of the document, with a
-/// warning. Each image is a stack in the order of its dimensions, without the slowest ones that have one sample;
-/// samples side by side become channels. In the document, each channel has one sample then, and the places of
-/// planes in the file are gone.
-OmeTiff open_ome_tiff(std::shared_ptr<TiffPages> const& file);
+/// The images of the file's OME document whose planes are all in this file. The others are left out of the
+/// document, with a warning. Each image is a stack in the order of its dimensions, without the slowest ones that
+/// have one sample; samples side by side become channels. In the document, each channel has one sample then, and
+/// the places of planes in the file are gone.
+///
+/// Without a document, or with one that can't be used, all pages are one stack.
+ImageFile open_tiff_file(std::filesystem::path const& path);
 
 /// What the OME document of a TIFF file with one stack says: the file's document without the other images, or
 /// a new one where the file has none for the stack. Dimensions and type are those of the stack. Sizes of pixels

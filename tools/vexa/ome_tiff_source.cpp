@@ -2,6 +2,7 @@
 #include <array>
 #include <charconv>
 #include <limits>
+#include <new>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -19,6 +20,8 @@
 
 #include "ome_tiff.h"
 #include "text.h"
+#include "tiff_image.h"
+#include "tiff_pages.h"
 #include "tiff_planes.h"
 
 namespace Vexa::tool {
@@ -243,17 +246,16 @@ std::string written(JSON::Value const& tree) {
     return std::move(stream).str();
 }
 
-} // namespace
-
+/// Whether the description of a page looks like an OME document.
 bool is_ome_document(std::string const& description) {
     auto const begin = description.find_first_not_of(" \t\r\n");
     return begin != std::string::npos && description[begin] == '<' &&
            (description.find("<OME") != std::string::npos || description.find(":OME") != std::string::npos);
 }
 
-OmeTiff open_ome_tiff(std::shared_ptr<TiffPages> const& file) {
+ImageFile images_of_document(std::shared_ptr<TiffPages> const& file) {
     OME::Root const root(OME::import_XML(file->description(0)));
-    OmeTiff result;
+    ImageFile result;
     JSON::Value tree = *root.value();
     JSON::Value const& ome = root.value()->get<JSON::Value>("OME").get<JSON::List>().front();
     std::vector<bool> keep;
@@ -276,6 +278,31 @@ OmeTiff open_ome_tiff(std::shared_ptr<TiffPages> const& file) {
     OME::keep_images(tree, keep);
     result.document = written(tree);
     return result;
+}
+
+} // namespace
+
+ImageFile open_tiff_file(std::filesystem::path const& path) {
+    auto const pages = std::make_shared<TiffPages>(path);
+    ImageFile file;
+    if (is_ome_document(pages->description(0))) {
+        try {
+            file = images_of_document(pages);
+            if (file.images.empty())
+                file.warnings.push_back(
+                    fmt::format("{}: the OME document is left out, since none of its images is in the file.",
+                                path.string()));
+        } catch (Failure const&) {
+            throw;
+        } catch (std::bad_alloc const&) {
+            throw;
+        } catch (std::exception const& error) {
+            file.warnings.push_back(
+                fmt::format("{}: the OME document is left out: {}", path.string(), error.what()));
+        }
+    }
+    if (file.images.empty()) file.images.push_back(stack_of_pages(pages));
+    return file;
 }
 
 } // namespace Vexa::tool
