@@ -38,7 +38,8 @@ void read(SampleSource& image) {
     std::size_t turn = 0;
     for (std::uint64_t done = 0; done < total; ++turn) {
         auto const n = std::min(pieces[turn % pieces.size()], total - done);
-        std::vector<unsigned char> samples(n * info.element_size()); // of just this size: the sanitizer sees more
+        // Of just this size: the sanitizer sees more.
+        std::vector<unsigned char> samples(n * info.element_size());
         image.read(samples.data(), n);
         done += n;
     }
