@@ -11,10 +11,9 @@
 
 #include "commands.h"
 #include "console.h"
+#include "exchange.h"
 #include "stacks.h"
 #include "text.h"
-
-#include <export_XML.h>
 
 namespace Vexa::tool {
 namespace {
@@ -168,8 +167,11 @@ Exit run_meta_get(MetaGetOptions const& options) {
         put(*stored);
     } else if (options.schema_order) {
         std::string text;
-        reading(options.file, [&] { text = OME::export_XML(file->metadata()); });
+        std::vector<std::string> warnings;
+        reading(options.file, [&] { text = exchange_XML(*file->metadata().value(), warnings); });
         put(text);
+        for (auto const& warning : warnings)
+            complain(fmt::format("{}: {}.", printable(options.file.string()), warning));
     } else {
         auto const tree = tree_of(*stored, options.file);
         auto const place = find_place(tree, options.element);

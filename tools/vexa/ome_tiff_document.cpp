@@ -12,10 +12,10 @@
 #include <vexa/ome/Root.h>
 
 #include <document_tree.h>
-#include <export_XML.h>
 #include <image_pixels.h>
 #include <keep_images.h>
 
+#include "exchange.h"
 #include "failure.h"
 #include "metadata.h"
 #include "ome_tiff.h"
@@ -176,11 +176,11 @@ JSON::Value new_document_of(bf::StackInterface const& stack, ImageInfo const& in
 std::string ome_tiff_document(bf::FileInterface& file, unsigned long index, ImageInfo const& info,
                               std::vector<std::string>& warnings) {
     auto const stack = file.get_stack(index);
-    if (!stored_document(file)) return OME::export_XML(new_document_of(*stack, info));
+    if (!stored_document(file)) return exchange_XML(new_document_of(*stack, info), warnings);
     try {
         OME::Root const& root = file.metadata();
         if (root.ome.images().size() == file.get_num_stacks())
-            return OME::export_XML(document_of(root, index, *stack, info));
+            return exchange_XML(document_of(root, index, *stack, info), warnings);
         warnings.push_back(fmt::format("the document is left out: it has {} images, the file has {} stacks",
                                        root.ome.images().size(), file.get_num_stacks()));
     } catch (Failure const&) {
@@ -190,7 +190,7 @@ std::string ome_tiff_document(bf::FileInterface& file, unsigned long index, Imag
     } catch (std::exception const& error) {
         warnings.push_back(fmt::format("the document is left out: {}", printable(error.what())));
     }
-    return OME::export_XML(new_document_of(*stack, info));
+    return exchange_XML(new_document_of(*stack, info), warnings);
 }
 
 } // namespace Vexa::tool

@@ -298,6 +298,30 @@ TEST_F(OmeTiffFile, DocumentsThatCannotBeUsedAreLeftOutWithAWarning) {
                 HasSubstr("the document is left out: it has 0 images, the file has 1 stacks.\n"));
 }
 
+TEST_F(OmeTiffFile, TextsThatXmlCannotHoldAreMendedWithAWarning) {
+    std::string const warning =
+        "vexa: " + path("a.vbf") +
+        ": texts of the document have characters that XML doesn't have; they became U+FFFD.\n";
+    arrays::StackInfoImp info(types::uint8, {2, 3});
+    info.set_description("0.1 \xB5m\x01, 20 \xC2\xB0");
+    // Without a document in the file, which gets one for the stack, and with one.
+    for (bool const without_document : {true, false}) {
+        auto const file = create_file(without_document);
+        file->open(path("a.vbf"), Mode::create);
+        file->add_stack(info, 0, false)->write(types::uint8, ramp<std::uint8_t>(6).data(), nullptr, 6);
+        file->close();
+        auto const result = run({"export", path("a.vbf"), "0", path("a.ome.tif"), "--force"});
+        EXPECT_EQ(result.code, 0);
+        EXPECT_EQ(result.err, warning);
+        EXPECT_THAT(document(),
+                    HasSubstr("<Description>0.1 \xEF\xBF\xBDm\xEF\xBF\xBD, 20 \xC2\xB0</Description>"));
+    }
+    auto const ordered = run({"meta", "get", path("a.vbf"), "--schema-order"});
+    EXPECT_EQ(ordered.code, 0);
+    EXPECT_EQ(ordered.err, warning);
+    EXPECT_THAT(ordered.out, HasSubstr("0.1 \xEF\xBF\xBDm\xEF\xBF\xBD, 20 \xC2\xB0"));
+}
+
 TEST_F(OmeTiffFile, StacksThatNoImageCanDescribeAreRefused) {
     auto const expect_refused = [&](int type, Shape const& shape, std::string const& reason) {
         auto const file = create_file(true);

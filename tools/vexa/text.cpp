@@ -39,6 +39,15 @@ std::size_t sequence_length(std::string_view text, std::size_t at) {
     return length;
 }
 
+/// Whether XML has the character of a well-formed sequence.
+bool is_in_xml(std::string_view character) {
+    auto const first = static_cast<unsigned char>(character.front());
+    if (first < 0x20) return first == '\t' || first == '\n' || first == '\r';
+    return character != "\xEF\xBF\xBE" && character != "\xEF\xBF\xBF"; // U+FFFE and U+FFFF
+}
+
+constexpr char const* replacement_character = "\xEF\xBF\xBD"; // U+FFFD
+
 /// Calls \p good with each well-formed sequence and \p bad with each other byte.
 template <typename Good, typename Bad>
 void for_each_character(std::string_view text, Good good, Bad bad) {
@@ -174,7 +183,18 @@ std::string as_utf8(std::string_view text) {
     std::string result;
     for_each_character(
         text, [&](std::string_view character) { result += character; },
-        [&](unsigned char) { result += "\xEF\xBF\xBD"; });
+        [&](unsigned char) { result += replacement_character; });
+    return result;
+}
+
+std::string as_xml(std::string_view text) {
+    std::string result;
+    for_each_character(
+        text,
+        [&](std::string_view character) {
+            result += is_in_xml(character) ? character : std::string_view(replacement_character);
+        },
+        [&](unsigned char) { result += replacement_character; });
     return result;
 }
 

@@ -15,6 +15,8 @@ namespace Vexa::tool {
 std::string printable(std::string_view text);
 /// Text from a file as UTF-8, which JSON demands: bytes that are none become U+FFFD.
 std::string as_utf8(std::string_view text);
+/// The same, where characters that XML doesn't have become U+FFFD too.
+std::string as_xml(std::string_view text);
 
 /// "64 x 512 x 512", slowest axis first, as NumPy has it; "-" for rank 0.
 std::string shape_text(std::vector<unsigned long> const& shape);

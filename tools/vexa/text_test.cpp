@@ -32,6 +32,15 @@ TEST(AsUtf8, BrokenBytesAreReplaced) {
     EXPECT_EQ(as_utf8("\xC3\xA4"), "\xC3\xA4");
 }
 
+TEST(AsXml, WhatXmlDoesNotHaveIsReplaced) {
+    EXPECT_EQ(as_xml("a\t\n\r \x7f\xC2\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD\xF4\x8F\xBF\xBF"),
+              "a\t\n\r \x7f\xC2\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD\xF4\x8F\xBF\xBF");
+    EXPECT_EQ(as_xml(std::string_view("\0\x1f", 2)), "\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(as_xml("\xEF\xBF\xBE\xEF\xBF\xBF"), "\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(as_xml("1 \xB5m"), "1 \xEF\xBF\xBDm");
+    EXPECT_EQ(as_xml(""), "");
+}
+
 TEST(ShapeText, SlowestAxisComesFirst) {
     EXPECT_EQ(shape_text({512, 256, 64}), "64 x 256 x 512");
     EXPECT_EQ(shape_text({}), "-");
