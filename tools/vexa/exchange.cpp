@@ -1,5 +1,7 @@
 #include "exchange.h"
 
+#include <utility>
+
 #include <export_XML.h>
 
 #include "text.h"
@@ -17,8 +19,9 @@ bool replace_what_xml_lacks(JSON::Value& document) {
         pending.pop_back();
         if (auto* const text = value.get_if<std::string>()) {
             auto replaced = as_xml(*text);
-            found = found || replaced != *text;
+            if (replaced == *text) continue;
             *text = std::move(replaced);
+            found = true;
         } else if (auto* const list = value.get_if<JSON::List>()) {
             for (auto& element : *list) pending.push_back(&element);
         } else if (auto* const map = value.get_if<JSON::Map>()) {
@@ -31,10 +34,12 @@ bool replace_what_xml_lacks(JSON::Value& document) {
 } // namespace
 
 std::string exchange_XML(JSON::Value document, std::vector<std::string>& warnings) {
-    if (replace_what_xml_lacks(document))
+    bool const replaced = replace_what_xml_lacks(document);
+    auto text = OME::export_XML(document);
+    if (replaced)
         warnings.emplace_back(
             "texts of the document have characters that XML doesn't have; they became U+FFFD");
-    return OME::export_XML(document);
+    return text;
 }
 
 } // namespace Vexa::tool

@@ -24,6 +24,7 @@
 namespace Vexa::tool {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -296,6 +297,10 @@ TEST_F(OmeTiffFile, DocumentsThatCannotBeUsedAreLeftOutWithAWarning) {
     EXPECT_THAT(export_with("<OME><a b></OME>"), HasSubstr("a.vbf: the document is left out: "));
     EXPECT_THAT(export_with("<OME></OME>"),
                 HasSubstr("the document is left out: it has 0 images, the file has 1 stacks.\n"));
+    // Nothing is said of texts that are left out too.
+    EXPECT_THAT(
+        export_with("<OME x:a=\"b\" Creator=\"c\x01\"><Image ID=\"Image:1\"/></OME>"),
+        AllOf(HasSubstr("a.vbf: the document is left out: Cannot export XML: "), Not(HasSubstr("U+FFFD"))));
 }
 
 TEST_F(OmeTiffFile, TextsThatXmlCannotHoldAreMendedWithAWarning) {
