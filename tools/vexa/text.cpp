@@ -39,15 +39,6 @@ std::size_t sequence_length(std::string_view text, std::size_t at) {
     return length;
 }
 
-/// Whether XML has the character of a well-formed sequence.
-bool is_in_xml(std::string_view character) {
-    auto const first = static_cast<unsigned char>(character.front());
-    if (first < 0x20) return first == '\t' || first == '\n' || first == '\r';
-    return character != "\xEF\xBF\xBE" && character != "\xEF\xBF\xBF"; // U+FFFE and U+FFFF
-}
-
-constexpr char const* replacement_character = "\xEF\xBF\xBD"; // U+FFFD
-
 /// Calls \p good with each well-formed sequence and \p bad with each other byte.
 template <typename Good, typename Bad>
 void for_each_character(std::string_view text, Good good, Bad bad) {
@@ -59,6 +50,24 @@ void for_each_character(std::string_view text, Good good, Bad bad) {
             good(text.substr(at, length));
         at += std::max<std::size_t>(length, 1);
     }
+}
+
+/// Whether XML has the character of a well-formed sequence.
+bool is_in_xml(std::string_view character) {
+    auto const first = static_cast<unsigned char>(character.front());
+    if (first < 0x20) return first == '\t' || first == '\n' || first == '\r';
+    return character != "\xEF\xBF\xBE" && character != "\xEF\xBF\xBF"; // U+FFFE and U+FFFF
+}
+
+/// The text with U+FFFD for bytes that are no UTF-8 and for characters that \p allowed refuses.
+template <typename Allowed>
+std::string with_replacements(std::string_view text, Allowed allowed) {
+    constexpr std::string_view replacement = "\xEF\xBF\xBD";
+    std::string result;
+    for_each_character(
+        text, [&](std::string_view character) { result += allowed(character) ? character : replacement; },
+        [&](unsigned char) { result += replacement; });
+    return result;
 }
 
 struct Alias {
@@ -180,23 +189,10 @@ std::string printable(std::string_view text) {
 }
 
 std::string as_utf8(std::string_view text) {
-    std::string result;
-    for_each_character(
-        text, [&](std::string_view character) { result += character; },
-        [&](unsigned char) { result += replacement_character; });
-    return result;
+    return with_replacements(text, [](std::string_view) { return true; });
 }
 
-std::string as_xml(std::string_view text) {
-    std::string result;
-    for_each_character(
-        text,
-        [&](std::string_view character) {
-            result += is_in_xml(character) ? character : std::string_view(replacement_character);
-        },
-        [&](unsigned char) { result += replacement_character; });
-    return result;
-}
+std::string as_xml(std::string_view text) { return with_replacements(text, &is_in_xml); }
 
 std::string shape_text(std::vector<unsigned long> const& shape) {
     if (shape.empty()) return "-";
