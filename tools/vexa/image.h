@@ -45,6 +45,13 @@ protected:
     std::vector<std::string> warnings_;
 };
 
+/// What an image file holds.
+struct ImageFile {
+    std::vector<std::unique_ptr<SampleSource>> images;
+    std::string document; ///< the OME document of these images in their order; empty if there is none
+    std::vector<std::string> warnings;
+};
+
 /// Image data that is written from its beginning to its end. Failures are Failure with Exit::output_failed,
 /// or Exit::wrong_use where the form can't hold such a stack.
 class SampleSink {

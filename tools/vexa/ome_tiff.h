@@ -15,13 +15,6 @@
 
 namespace Vexa::tool {
 
-/// What an image file holds.
-struct ImageFile {
-    std::vector<std::unique_ptr<SampleSource>> images;
-    std::string document; ///< of these images in their order, as the library reads it; may be empty
-    std::vector<std::string> warnings;
-};
-
 /// The images of the file's OME document whose planes are all in this file. The others are left out of the
 /// document, with a warning. Each image is a stack in the order of its dimensions, without the slowest ones that
 /// have one sample; samples side by side become channels. In the document, each channel has one sample then, and
