@@ -159,7 +159,7 @@ void TiffPages::begin(std::size_t page, std::uint16_t part) {
 }
 
 std::span<unsigned char const> TiffPages::next_rows() {
-    if (row_ == pages_[at_].height) return {};
+    if (row_ == pages_.at(at_).height) return {};
     row_ += ::TIFFIsTiled(handle_.get()) ? read_tiles() : read_strip();
     return {buffer_.get(), filled_};
 }

@@ -53,6 +53,7 @@ public:
     /// Begin to read a part of a page from its first row.
     void begin(std::size_t page, std::uint16_t part);
     /// The next rows of that part; empty behind the last one. Valid until the next call.
+    /// \throws std::out_of_range where no page has been begun since one failed
     std::span<unsigned char const> next_rows();
     /// What came up since the last call, each once.
     std::vector<std::string> take_warnings();
