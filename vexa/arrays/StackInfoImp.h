@@ -133,16 +133,17 @@ protected:
     /// \throws std::runtime_error "The product exceeds the maximum size.", with nothing changed.
     void set_last_axis(std::size_t size, double length);
 
-    /// What an axis says of each of its samples; a vector is empty or has an entry for each sample.
+    /// What an axis says of each of its samples. The axis may have changed its size since: a vector of another
+    /// size isn't stored, and one of positions is dropped by its getter.
     struct Columns {
-        std::vector<double> positions; ///< explicit ones; also the cache of generated ones
-        std::vector<std::pair<double, double>> xy_positions;
+        mutable std::vector<double> positions; ///< explicit ones; also the cache of generated ones
+        mutable std::vector<std::pair<double, double>> xy_positions;
         std::vector<std::string> labels;
         bool equidistant = true; ///< the positions are generated
     };
 
     // One entry per axis.
-    mutable std::vector<Columns> columns_;
+    std::vector<Columns> columns_;
     std::vector<double> lengths_;
     std::vector<double> offsets_;
     std::vector<std::string> labels_;
